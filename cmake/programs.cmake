@@ -1,0 +1,28 @@
+# The programs, tests and benchmarks: each is built when its own libraries are found, and a status
+# line says so when they are not.
+find_package(PkgConfig QUIET)
+find_package(Threads QUIET)
+find_package(Qt5SerialPort 5.15 QUIET)
+find_package(GTest QUIET)
+find_package(benchmark QUIET)
+if(PKG_CONFIG_FOUND)
+  pkg_check_modules(MODBUS QUIET IMPORTED_TARGET libmodbus)
+endif()
+
+# A folder joins in when the condition that follows its name holds.
+function(add_optional_folder folder needs)
+  if(NOT EXISTS ${PROJECT_SOURCE_DIR}/${folder}/CMakeLists.txt)
+    return()
+  endif()
+  if(${ARGN})
+    add_subdirectory(${folder})
+  else()
+    message(STATUS "${folder}: not built, it needs ${needs}")
+  endif()
+endfunction()
+
+enable_testing()
+add_optional_folder(panel "QtSerialPort (libqt5serialport5-dev)" Qt5SerialPort_FOUND)
+add_optional_folder(plcsim "libmodbus (libmodbus-dev)" MODBUS_FOUND)
+add_optional_folder(tests "GoogleTest (libgtest-dev)" GTest_FOUND)
+add_optional_folder(bench "Google Benchmark (libbenchmark-dev)" benchmark_FOUND)

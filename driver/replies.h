@@ -1,0 +1,33 @@
+// Judging a reply and the result codes.
+#pragma once
+
+#include "driver/records.h"
+
+#include <QByteArray>
+
+// All of these belong to the communication thread. Result codes:
+//   1          good: stored, or nothing to store
+//   0          failed, will be sent again (DataCom only)
+//   100        good on the remote area, nothing stored
+//   10, 40, 70 + n    local: invalid reply, no reply, wrong length
+//   110, 140, 170 + n remote: the same
+//   200        unknown failure kind
+// where n is ownerId + 1 for an ownerId of 0 to 11 and 1 for any other.
+
+// Judge a reply of `length` bytes against the head of requestList, which must not be empty, store
+// what it brings, and return the result code. Local: the request's portId is this port's own; takes
+// imageMutex, and listMutex before it for the read half of a bit or byte write. Remote: any other
+// portId; only the read half of a bit write is used, under listMutex.
+Q_DECL_EXPORT int DealDataOfLocalArea(QByteArray *reply, int length);
+Q_DECL_EXPORT int DealDataOfRemoteArea(QByteArray *reply, int length);
+
+// Result code of a failure kind: 0 good; 1, 2, 3 local invalid, none, length; 4 good on the remote
+// area; 5, 6, 7 remote invalid, none, length. Kinds 1 to 3 and 5 to 7 need a request in
+// requestList.
+Q_DECL_EXPORT int GetDriverReturnValue(int kind);
+
+// base plus the offset of the head request's owner; requestList must not be empty.
+Q_DECL_EXPORT int SwitchErrorReturn(int base);
+
+// Copies every field but `value`, which is emptied in the target.
+Q_DECL_EXPORT void passRetValue(const RW_VAR &source, RW_VAR &target);
