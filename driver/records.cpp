@@ -1,23 +1,21 @@
 // The two mappings of the register-type table.
 #include "driver/records.h"
 
+#include "driver/register_types.h"
+
 namespace {
 
-constexpr int LastRegType = 14;
 constexpr int FirstArea = 6;
 constexpr int Area8 = 8;
 constexpr int Area8WireOffset = 5000;
 
-bool isRegType(int regType) {
-    return regType >= 0 && regType <= LastRegType;
-}
-
 } // namespace
 
 int getPlcReg(int regType) {
-    return isRegType(regType) ? regType % 3 + FirstArea : regType;
+    return widthOf(regType) == Width::Unknown ? regType : regType % 3 + FirstArea;
 }
 
 int getOffsetAddress(int regType) {
-    return isRegType(regType) && getPlcReg(regType) == Area8 ? Area8WireOffset : 0;
+    const bool known = widthOf(regType) != Width::Unknown;
+    return known && getPlcReg(regType) == Area8 ? Area8WireOffset : 0;
 }

@@ -27,6 +27,11 @@ struct RW_VAR {
     QByteArray value;    // a write's bytes, each register low byte first, elements ascending
 };
 
+// Values of saveMode: what the reply to a read is for.
+constexpr int OrdinaryRequest = 0;
+constexpr int BitReadHalf = -1;  // first half of a bit write
+constexpr int ByteReadHalf = -2; // first half of a byte write
+
 // One request frame and what is needed to judge and use its reply. Built whole by the framing
 // functions; only the data of a bit or byte write's second frame are filled in later.
 struct Protocol {

@@ -1,7 +1,7 @@
 // Checksums of frames, and hexadecimal digits. Stateless; any thread.
 #pragma once
 
-#include <QtGlobal>
+#include <QByteArray>
 
 // Each takes the first byte and the number of bytes, reads them as unsigned and changes nothing.
 // With no bytes the pointer may be null.
@@ -19,3 +19,12 @@ Q_DECL_EXPORT int CalXOR(unsigned char *bytes, unsigned short length);
 Q_DECL_EXPORT int DigitalToASCII(int digit);
 // '0' to '9', 'A' to 'F' to 0 to 15; lower case is not folded, below '0' and '@' are 0.
 Q_DECL_EXPORT int ASCIIToDigital(int character);
+
+// The driver's own frames, which may be longer than a 16-bit length tells.
+
+// CalCRC over the first `length` bytes of a frame.
+int crcOf(const QByteArray &frame, int length);
+// Appends the CRC of the whole frame, low byte first.
+void appendCrc(QByteArray &frame);
+// Appends the low byte of the sum of the whole frame.
+void appendSum(QByteArray &frame);
