@@ -44,6 +44,9 @@ public:
 // Values of listKind.
 enum ListKind : int { CyclicList = 0, WriteQueue = 1, OnceReadQueue = 2, NoList = 100 };
 
+// `result` of a cyclic entry while its read is in flight.
+constexpr int ReadInFlight = -1;
+
 extern Q_DECL_EXPORT Communication_Protocol PLC_driver;
 
 // The register image: station -> area -> bytes; image/store.h has the layout.
