@@ -5,14 +5,15 @@
 
 #include <QByteArray>
 
-// All of these belong to the communication thread. Result codes:
-//   1          good: stored, or nothing to store
-//   0          failed, will be sent again (DataCom only)
-//   100        good on the remote area, nothing stored
-//   10, 40, 70 + n    local: invalid reply, no reply, wrong length
-//   110, 140, 170 + n remote: the same
-//   200        unknown failure kind
-// where n is ownerId + 1 for an ownerId of 0 to 11 and 1 for any other.
+// All of these belong to the communication thread. The failure codes are
+//   10 + n, 40 + n, 70 + n      local area: invalid reply, no reply, wrong length
+//   110 + n, 140 + n, 170 + n   remote area: the same
+// where n is ownerId + 1 for an ownerId of 0 to 11 and 1 for any other; 200 is an unknown kind.
+enum ResultCode : int {
+    RetryPending = 0, // failed, will be sent again; DataCom only
+    GoodReply = 1,    // stored, or nothing to store
+    RemoteReply = 100 // good on the remote area, not stored
+};
 
 // Judge a reply of `length` bytes against the head of requestList, which must not be empty, store
 // what it brings, and return the result code. Local: the request's portId is this port's own; takes
