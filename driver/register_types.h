@@ -1,8 +1,6 @@
 // Widths of the register types, for every place where they are told apart.
 #pragma once
 
-#include "driver/wrapping.h"
-
 enum class Width { Bit, Byte, Word, Double, Quad, Unknown };
 
 // The width of a register type's elements; Unknown outside 0 to 14.
@@ -37,9 +35,9 @@ inline int bytesPerElement(Width width) {
 inline int elementsOfCount(Width width, int count) {
     switch (width) {
     case Width::Double:
-        return wrappingAdd(count, 1) / 2;
+        return static_cast<int>((count + 1LL) / 2);
     case Width::Quad:
-        return wrappingAdd(count, 3) / 4;
+        return static_cast<int>((count + 3LL) / 4);
     case Width::Bit:
     case Width::Byte:
     case Width::Word:

@@ -2,6 +2,7 @@
 #include "lists/address.h"
 
 #include "driver/register_types.h"
+#include "driver/wrapping.h"
 #include "plc_driver.h"
 
 #include <QStringList>

@@ -5,6 +5,7 @@
 #include "driver/Communication_Protocol.h"
 #include "driver/register_types.h"
 #include "driver/requests.h"
+#include "driver/wrapping.h"
 #include "image/store.h"
 #include "image/write_back.h"
 #include "modbus/checksums.h"
