@@ -23,6 +23,7 @@ endfunction()
 
 enable_testing()
 add_optional_folder(panel "QtSerialPort (libqt5serialport5-dev)" Qt5SerialPort_FOUND)
+add_optional_folder(examples "QtSerialPort (libqt5serialport5-dev)" Qt5SerialPort_FOUND)
 add_optional_folder(plcsim "libmodbus (libmodbus-dev)" MODBUS_FOUND)
 add_optional_folder(tests "GoogleTest (libgtest-dev)" GTest_FOUND)
 add_optional_folder(bench "Google Benchmark (libbenchmark-dev)" benchmark_FOUND)
