@@ -9,7 +9,8 @@
 #include <QMap>
 #include <QMutex>
 
-// Lock order: listMutex, then stationMutex or imageMutex, then storageMutex; none is taken twice.
+// Lock order: listMutex before stationMutex and imageMutex, imageMutex before storageMutex. Nothing
+// is taken inside stationMutex or storageMutex, and none is taken twice.
 class Communication_Protocol {
 public:
     Communication_Protocol();
@@ -51,6 +52,12 @@ extern Q_DECL_EXPORT Communication_Protocol PLC_driver;
 
 // The register image: station -> area -> bytes; image/store.h has the layout.
 extern Q_DECL_EXPORT QMap<int, QMap<int, QByteArray>> DataStorage;
+
+// The station of a variable of this port: its own, or the port's while useVarStation is 0.
+inline int stationOf(int own) {
+    const ComInfo &info = *PLC_driver.comInfo;
+    return info.useVarStation != 0 ? own : info.defaultStation;
+}
 
 // The host's local memories, as FlashLocalRegister got them.
 extern Q_DECL_EXPORT void *LB;

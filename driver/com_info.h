@@ -16,21 +16,23 @@ struct ComInfo {
     int unused2;
     int unused3;
     int unused4;
-    int blockLimit; // setting: most elements one request carries; at least 1
+    int blockLimit; // setting: most elements of one request; 1 reads without merging or cutting
     int unused6;
     int defaultStation; // setting: station of every variable while useVarStation is 0
     int retryLimit;     // setting: failed replies tolerated before a request is given up
-    int retryCount;     // counter: failed replies so far; the host clears it after a good reply
-    int useVarStation;  // setting: nonzero lets every variable keep its own station
-    int resetField1;    // cleared by SetComInfo
-    int frameCount;     // counter: frames the variable in flight needs, 1 or 2
-    int frameIndex;     // counter: frames of it answered so far
-    int resetField2;    // cleared by SetComInfo
-    int remoteMode;     // setting: nonzero sends remote frames in place of Modbus requests
-    int portId;         // setting: number of this port; requests of other ports are remote
-    int commMode;       // setting: 2 writes to the PLC, any other value to the image only
-    int scanDone;       // result: 1 once every cyclic variable was answered, or nothing to send
-    void *hostContext;  // handed to FinishCallback unchanged
+    int retryCount;     // counter: failed replies so far; the driver clears it on a give-up only
+    int useVarStation; // setting: nonzero lets every variable keep its own station, which then also
+                       // tells duplicates apart when a request is given up
+    int resetField1;   // cleared by SetComInfo
+    int frameCount;    // counter: frames the variable in flight needs, 1 or 2
+    int frameIndex;    // counter: frames of it answered so far
+    int resetField2;   // cleared by SetComInfo
+    int remoteMode;    // setting: nonzero sends remote frames in place of Modbus requests
+    int portId;        // setting: number of this port; requests of other ports are remote
+    int commMode;      // setting: 2 writes to the PLC, any other value to the image only
+    int scanDone;      // result: 1 once every cyclic variable was answered, or nothing to send; 0
+                       // again after a give-up and when the cyclic list is built anew
+    void *hostContext; // handed to FinishCallback unchanged
 };
 
 // The panel's own layout: nineteen 32-bit fields.
@@ -42,7 +44,10 @@ static_assert(offsetof(ComInfo, scanDone) == 68, "scanDone is the eighteenth fie
 // call an entry point that takes it. Their results are ignored; a null callback is not called.
 
 // A queued write or one-shot read has ended: (hostContext, ownerId, itemId, status), status 1 when
-// it was answered, 2 when it was given up.
+// it was answered, 2 when it was given up. While a later entry of the same owner and item waits in
+// the queue, an answered one makes no call; a give-up makes one, and the later ones are dropped
+// without. No call for cyclic reads, one-shot reads of the remote area, and entries of a disabled
+// station.
 using FinishCallback = int (*)(void *, int, int, int);
 
 // A request was given up: (an empty list, ownerId, 1). The list is gone after the call.

@@ -32,10 +32,6 @@ struct KindCode {
 constexpr KindCode KindCodes[] = {{GoodReply, false},   {10, true},  {40, true},  {70, true},
                                   {RemoteReply, false}, {110, true}, {140, true}, {170, true}};
 
-// Values of CheckGetData.
-constexpr int DataToStore = 1;
-constexpr int NothingToStore = 2;
-
 bool isReadHalf(const RW_VAR &var) {
     return var.saveMode == BitReadHalf || var.saveMode == ByteReadHalf;
 }
@@ -92,8 +88,7 @@ int DealDataOfRemoteArea(QByteArray *reply, int length) {
     if (isWrongLength(request, length)) {
         return GetDriverReturnValue(RemoteLength);
     }
-    const int verdict = CheckGetData(reply, length);
-    if (verdict != DataToStore && verdict != NothingToStore) {
+    if (CheckGetData(reply, length) == BadReply) {
         return GetDriverReturnValue(RemoteInvalid);
     }
     if (request.var.saveMode != BitReadHalf) {

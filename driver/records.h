@@ -21,7 +21,7 @@ struct RW_VAR {
     int regType = 0;     // 0 to 14 in host form, 6 to 8 in span form
     int address = 0;     // first element, from 0
     int station = 0;     // Modbus station; 0 addresses all stations and gets no reply
-    int count = 0;       // elements; registers for 32-bit and 64-bit types as the host counts them
+    int count = 0;       // elements; reads count registers for the 32-bit and 64-bit types too
     int saveMode = 0;    // 0; -1 / -2: read half of a bit / byte write
     int spare = 0;       // carried in remote frames only
     QByteArray value;    // a write's bytes, each register low byte first, elements ascending

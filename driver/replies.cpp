@@ -152,7 +152,9 @@ void passRetValue(const RW_VAR &source, RW_VAR &target) {
     target.value.clear();
 }
 
-RW_VAR *DataCom(QByteArray *reply, int length) {
+RW_VAR *DataCom(QByteArray *received, int length) {
+    QByteArray nothing;
+    QByteArray *reply = received != nullptr ? received : &nothing;
     RW_VAR &current = PLC_driver.currentVar;
     current.result = GoodReply;
     if (PLC_driver.requestList.isEmpty()) {

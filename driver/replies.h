@@ -12,13 +12,13 @@
 enum ResultCode : int {
     RetryPending = 0, // failed, will be sent again; DataCom only
     GoodReply = 1,    // stored, or nothing to store
-    RemoteReply = 100 // good on the remote area, not stored
+    RemoteReply = 100 // good on the remote area
 };
 
 // Judge a reply of `length` bytes against the head of requestList, which must not be empty, store
 // what it brings, and return the result code. Local: the request's portId is this port's own; takes
-// imageMutex, and listMutex before it for the read half of a bit or byte write. Remote: any other
-// portId; only the read half of a bit write is used, under listMutex.
+// imageMutex and storageMutex, and listMutex before them, for the read half of a bit or byte write.
+// Remote: any other portId; only the read half of a bit write is used, under listMutex.
 Q_DECL_EXPORT int DealDataOfLocalArea(QByteArray *reply, int length);
 Q_DECL_EXPORT int DealDataOfRemoteArea(QByteArray *reply, int length);
 

@@ -26,19 +26,22 @@ bool canBeWritten(const RW_VAR &var) {
     return !Ethernetcontains(var.station);
 }
 
-// Drops heads that cannot be sent, without a report; true when a head is left.
-bool hasHead(QList<RW_VAR> &queue, bool (*canBeSent)(const RW_VAR &)) {
+// Drops heads that cannot be sent, without a report.
+void dropUnsendable(QList<RW_VAR> &queue, bool (*canBeSent)(const RW_VAR &)) {
     while (!queue.isEmpty() && !canBeSent(queue.constFirst())) {
         queue.removeFirst();
     }
-    return !queue.isEmpty();
 }
 
 // Each of the three below builds the request of its list's head, which stays where it is until its
 // exchange ends; false when the list has nothing to send.
 
 bool sendWrite() {
-    if (PLC_driver.writeBurst > BurstLimit || !hasHead(PLC_driver.writeList, canBeWritten)) {
+    if (PLC_driver.writeBurst > BurstLimit) {
+        return false;
+    }
+    dropUnsendable(PLC_driver.writeList, canBeWritten);
+    if (PLC_driver.writeList.isEmpty()) {
         return false;
     }
     RW_VAR var = PLC_driver.writeList.constFirst();
@@ -53,7 +56,11 @@ bool sendWrite() {
 }
 
 bool sendOnceRead() {
-    if (PLC_driver.onceBurst > BurstLimit || !hasHead(PLC_driver.onceReadList, canBeRead)) {
+    if (PLC_driver.onceBurst > BurstLimit) {
+        return false;
+    }
+    dropUnsendable(PLC_driver.onceReadList, canBeRead);
+    if (PLC_driver.onceReadList.isEmpty()) {
         return false;
     }
     RW_VAR var = PLC_driver.onceReadList.constFirst();

@@ -9,7 +9,7 @@
 
 namespace {
 
-// What a read without an answer leaves: zeros as a word read has them, none when that is too much.
+// What a refused read leaves: zeros as a word read has them, none when that is too much.
 void answerZeros(QByteArray &answer, int count) {
     const qint64 size = qint64{count} * 2;
     const bool bounded = size > 0 && size <= MaxAreaBytes;
@@ -25,7 +25,7 @@ void answerBits(QByteArray &answer, const QByteArray &area, int address, int cou
         if (bit / 8 >= area.size()) {
             return;
         }
-        bits[i] = static_cast<char>(area.at(static_cast<int>(bit / 8)) >> bit % 8 & 1);
+        bits[i] = static_cast<char>(area.at(static_cast<int>(bit / 8)) >> (bit % 8) & 1);
     }
 }
 
@@ -70,10 +70,9 @@ int GetRegisterData(QString * /*hostText*/, int regType, QString addressText, in
                     QByteArray *answer, int count) {
     answer->clear();
     const int address = StringAddressToInt(regType, addressText);
-    const ComInfo &info = *PLC_driver.comInfo;
-    const int owner = info.useVarStation != 0 ? station : info.defaultStation;
+    const int owner = stationOf(station);
     ControlInformationM request{owner, regType, address, count};
-    if (address < 0 || !fitsTheStorage(request)) {
+    if (address < 0 || count > MaxAreaBytes || !fitsTheStorage(request)) {
         answerZeros(*answer, count);
         return 0;
     }

@@ -14,20 +14,19 @@ char valueByte(const QByteArray &value, int index) {
     return index < value.size() ? value.at(index) : '\0';
 }
 
-// One bit for each byte of the value; the other bits of the first and last image byte stay.
+// One bit for each byte of the value; the other bits of the first and last image byte stay. Bits
+// have no size of their own in the bound of a request, so those beyond it are left out here.
 void writeBits(const RW_VAR &var) {
-    if (var.address < 0 || var.count < 1) {
+    const qint64 end = std::min(qint64{var.address} + var.count, qint64{MaxAreaBytes} * 8);
+    if (var.address < 0 || end <= var.address) {
         return;
     }
     const int first = var.address / 8;
-    const qint64 last = (qint64{var.address} + var.count - 1) / 8;
+    const qint64 last = (end - 1) / 8;
     char *bytes = writableBytes(var.station, getPlcReg(var.regType), first, last - first + 1);
-    if (bytes == nullptr) {
-        return;
-    }
-    for (int i = 0; i < var.count; ++i) {
+    for (int i = 0; i < end - var.address; ++i) {
         const int bit = var.address % 8 + i;
-        const int mask = 1 << bit % 8;
+        const int mask = 1 << (bit % 8);
         char &byte = bytes[bit / 8];
         const bool set = valueByte(var.value, i) != 0;
         byte = static_cast<char>(set ? byte | mask : byte & ~mask);

@@ -38,46 +38,59 @@ Q_DECL_EXPORT int QueryFinishFlag();
 
 // The request to send next, or null when there is nothing to send: ask again on the next turn. Send
 // frame's first frameLength bytes and wait for replyLength bytes (none when it is 0). The record
-// stays valid until DataCom removes it and must not be changed. Takes listMutex.
+// stays valid until DataCom removes it and must not be changed. Takes listMutex, and inside it
+// stationMutex, or imageMutex and storageMutex for a write that is copied into the image.
 Q_DECL_EXPORT Protocol *ComCommunication();
 
 // Hands in what came back, `length` bytes, possibly none (reply may then be null). Returns the
-// driver's record of the variable whose exchange ended last, with `result` set:
-//   1 good, 100 good on the remote area, 0 failed and to be sent again, anything else given up.
-// Calls the callbacks. Takes listMutex, and imageMutex while data are stored.
+// driver's record of the variable whose exchange ended last; it belongs to this thread. Its result:
+//   1    good reply; also when no request was pending
+//   0    bad reply, the request will be sent again
+//   100  good reply on the remote area (the request's portId is not this port's), not stored
+//   10 + n, 40 + n, 70 + n     given up: invalid reply, no reply, wrong length
+//   110 + n, 140 + n, 170 + n  the same on the remote area
+// where n is ownerId + 1 for an ownerId of 0 to 11 and 1 for any other. The other fields are those
+// of the finished or given-up variable, `value` empty; they stay as they were while its exchange
+// goes on. Calls the callbacks. Takes listMutex; imageMutex and storageMutex while data are stored.
 Q_DECL_EXPORT RW_VAR *DataCom(QByteArray *reply, int length);
+
+// Appends a copy of a variable in span form to the cyclic list, as it is. Returns the list's
+// length. Takes no lock, so that a callback may call it. Otherwise never while another thread is in
+// ComCommunication, DataCom or ReCreatReadVarList.
+Q_DECL_EXPORT int AddListReadVar(RW_VAR *var);
 
 // --- Any thread. ---
 
-// Switches a station off (flag 0) or on (flag 1); a negative station switches all stations on.
-// Queued requests of a disabled station are dropped without a report, cyclic ones wait. The two
-// names do the same. Takes stationMutex.
+// Switches a station off (flag 0) or on (flag 1); a negative station switches all stations on, any
+// other flag does nothing. Queued requests of a station that is off are dropped without a report
+// when they reach the head of their queue, cyclic ones wait, a request already built still goes
+// out. The two names do the same. Takes stationMutex.
 Q_DECL_EXPORT void EnableEthernet(int station, int flag);
 Q_DECL_EXPORT void EnCommStation(int station, int flag);
 
 // Address text in units of the register type: "100", or "12.3" for the bit types (12 x 8 + 3).
-// Negative: not an address.
+// Negative: not an address. No lock.
 Q_DECL_EXPORT int PLCAddressChangeIntef(int regType, QString &addressText);
 
-// Appends a copy of a variable in span form to the cyclic list, as it is. Returns the list's
-// length. Takes no lock, so that a callback may call it: never while another thread is in the
-// driver.
-Q_DECL_EXPORT int AddListReadVar(RW_VAR *var);
-
-// Replaces the cyclic list by as few requests as cover the definitions, each at most blockLimit
-// registers, ordered by station, area and register. Invalid addresses and station 0 are skipped.
-// Returns the number of requests; 0 too when blockLimit is below 1. Takes listMutex.
+// Replaces the cyclic list by block requests that cover the definitions, ordered by station, area
+// and register, each of at most blockLimit registers; a blockLimit of 1 joins equal addresses only
+// and cuts nothing. Invalid addresses and station 0 are skipped. Restarts the pass (scanDone 0).
+// Returns the number of requests; 0 with an empty list too when blockLimit is below 1. Takes
+// listMutex.
 Q_DECL_EXPORT int ReCreatReadVarList(QList<VARDEF> *definitions);
 
-// Queues a read that is made once. mode 1: as it is, in span form. Any other mode: host form; the
-// address text is parsed, the record brought into span form in place and cut at blockLimit, and
-// what the queue already holds is not added again. Set portId to the port's own. Returns the
-// queue's length, 0 when the record is refused. Takes listMutex.
+// Queues a read that is made once. mode 1: as it is, in span form, always. Any other mode: host
+// form; the address text is parsed, the record brought into span form in place and cut at
+// blockLimit; what the queue already holds is not added again, and what would make it longer than
+// 1024 is dropped. Set portId to the port's own. Returns the queue's length; 0 when the record is
+// refused (invalid address, station 0, blockLimit below 1). Takes listMutex.
 Q_DECL_EXPORT int AddListOnceReadVar(RW_VAR *var, int mode);
 
-// Queues a write in host form. mode 1: always appended. Any other mode: replaces the pending write
-// of the same station, type, address and count, the one in flight aside. The record is not changed.
-// Returns the queue's length. Takes listMutex.
+// Queues a write in host form: count in elements for every type, value with 1, 1, 2, 4 or 8 bytes
+// for each (bit, byte, word, 32-bit, 64-bit), isWrite 1 and portId the port's own. mode 1, or a
+// queue of fewer than two: always appended. Otherwise it replaces the pending write of the same
+// station, type, address and count, the one in flight aside; what would make the queue longer than
+// 1024 is dropped. The record is not changed. Returns the queue's length. Takes listMutex.
 Q_DECL_EXPORT int AddListWriteVar(RW_VAR *var, int mode);
 
 // Writes a value: to the PLC when commMode is 2, otherwise into the image alone. Shape of data:
@@ -85,17 +98,23 @@ Q_DECL_EXPORT int AddListWriteVar(RW_VAR *var, int mode);
 //   byte types    two bytes a value, the first counts   count in bytes
 //   other types   each register low byte first,         count in registers
 //                 the least significant register first
-// Missing data count as zero. Returns 0 when nothing was written (bad address, area 6, count below
-// 1), 1 for the image alone, otherwise the write queue's length. Takes listMutex, then imageMutex
-// (never both).
+// For the image alone, bytes follow one another without the second byte. Missing data count as
+// zero. Returns 0 for an invalid address. To the PLC: also 0 for area 6 and unknown types, a count
+// below 1, a blockLimit below 1 (words and wider) and data above 16 MiB; otherwise the write
+// queue's length, which drops what it has no room for. For the image alone: 1, whether the type can
+// be written or not. Takes listMutex, then imageMutex and storageMutex, one after the other.
 Q_DECL_EXPORT int SetRegisterData(QString *hostText, int regType, QString *addressText, int station,
                                   QByteArray *data, int count, int ownerId, int itemId);
 
-// Reads a value from the image, without the PLC. The answer replaces what `answer` held, shaped
-// like the data of SetRegisterData: count bytes for bits, 2 x count for bytes and words, whole
-// elements for 32-bit and 64-bit types. What no reply and no write has reached reads as zero.
-// Returns 1, or 0 with a zero answer when the address is invalid or beyond the image's bound.
-// `hostText` is not read. Takes storageMutex and imageMutex.
+// Reads a value from the image, without the PLC. What no reply and no write has reached reads as
+// zero; the image grows to hold what was asked for. The answer replaces what `answer` held:
+//   bit types     count bytes, each 0 or 1              count in bits
+//   byte types    two bytes a value, the second zero    count in bytes
+//   other types   whole elements, each register low     count in registers
+//                 byte first, least significant first
+// Returns 1; the answer is empty for an unknown type and for a count below 1. Returns 0 when the
+// address is invalid or the read goes beyond 16 MiB: 2 x count zero bytes, none when that is more
+// than 16 MiB itself. `hostText` is not read. Takes storageMutex, then imageMutex and storageMutex.
 Q_DECL_EXPORT int GetRegisterData(QString *hostText, int regType, QString addressText, int station,
                                   QByteArray *answer, int count);
 

@@ -45,8 +45,7 @@ void growBlock(const RW_VAR &span, int limit) {
         block.count = static_cast<int>(needed);
     } else if (piecesIn(rest, limit) <= MaxPieces) {
         block.count = limit;
-        const RW_VAR model = block;
-        appendPieces(model, wrappingAdd(model.address, limit), rest, limit);
+        appendPieces(block, wrappingAdd(block.address, limit), rest, limit);
     }
 }
 
@@ -86,7 +85,7 @@ RW_VAR requestTemplate(const VARDEF &definition, int address) {
     request.addressText = definition.addressText;
     request.regType = definition.regType;
     request.address = address;
-    request.station = info.useVarStation != 0 ? definition.station : info.defaultStation;
+    request.station = stationOf(definition.station);
     request.count = definition.count;
     return request;
 }
@@ -117,8 +116,8 @@ int AddListReadVar(RW_VAR *var) {
 }
 
 int ReCreatReadVarList(QList<VARDEF> *definitions) {
-    const QMutexLocker lists(
-        &PLC_driver.listMutex); // readList: the loop sees the old or the new one
+    // readList and the pass: the loop sees the old list or the new one.
+    const QMutexLocker lists(&PLC_driver.listMutex);
     PLC_driver.readList.clear();
     if (definitions->isEmpty()) {
         return 0;

@@ -55,8 +55,8 @@ QByteArray valueOf(const Cut &cut, int first, int elements) {
     return value;
 }
 
-// Turns the record into the one of `elements` elements from `first` on.
-void takePiece(RW_VAR &record, int address, const Cut &cut, int first, int elements) {
+// Makes the record the one of `elements` elements from `first` on.
+void fillRecord(RW_VAR &record, int address, const Cut &cut, int first, int elements) {
     record.address = wrappingAdd(address, first);
     record.count = elements;
     record.value = valueOf(cut, first, elements);
@@ -83,14 +83,14 @@ int nextReplacement(const RW_VAR &record, int address, const Cut &cut, int from)
     return next;
 }
 
-// Passes over the pieces that a full queue drops; screens still see them when the line has failed.
-int skipDropped(RW_VAR &record, int address, const Cut &cut, int from) {
-    const int next = nextReplacement(record, address, cut, from);
-    if (next > from && isMirroredAtOnce()) {
-        takePiece(record, address, cut, from, next - from);
+// Shows screens the pieces in [from, to) that a full queue has dropped.
+void mirrorDropped(RW_VAR &record, int address, const Cut &cut, int from, int to) {
+    while (from < to && isMirroredAtOnce()) {
+        const int elements = std::min(cut.limit, to - from);
+        fillRecord(record, address, cut, from, elements);
         WriteDataToLocal(&record);
+        from += elements;
     }
-    return next;
 }
 
 // Queues the value in pieces; returns the queue's length after the last one.
@@ -99,14 +99,16 @@ int queueValue(RW_VAR &record, const Cut &cut) {
     int queued = 0;
     for (int first = 0; first < cut.elements;) {
         const int elements = std::min(cut.limit, cut.elements - first);
-        takePiece(record, address, cut, first, elements);
+        fillRecord(record, address, cut, first, elements);
         queued = AddListWriteVar(&record, 0);
         if (isMirroredAtOnce()) {
             WriteDataToLocal(&record);
         }
         first += elements;
         if (queued >= QueueCapacity) {
-            first = skipDropped(record, address, cut, first);
+            const int next = nextReplacement(record, address, cut, first);
+            mirrorDropped(record, address, cut, first, next);
+            first = next;
         }
     }
     return queued;
@@ -127,7 +129,7 @@ int SetRegisterData(QString *hostText, int regType, QString *addressText, int st
     record.addressText = *addressText;
     record.regType = regType;
     record.address = StringAddressToInt(regType, *addressText);
-    record.station = info.useVarStation != 0 ? station : info.defaultStation;
+    record.station = stationOf(station);
     if (record.address < 0) {
         return 0;
     }

@@ -44,12 +44,11 @@ int piecesOf(int count, int limit) {
     return count / limit + (count % limit != 0 ? 1 : 0);
 }
 
-// Leaves piece k of a span in the record.
-void takePiece(RW_VAR &var, const RW_VAR &span, int k, int limit) {
-    const bool isLast = k == piecesOf(span.count, limit) - 1;
-    const int remainder = span.count % limit;
-    var.address = wrappingAdd(span.address, wrappingMultiply(k, limit));
-    var.count = isLast && remainder != 0 ? remainder : limit;
+// Leaves in the record the piece of a span that starts `offset` registers behind its first one.
+void takePiece(RW_VAR &var, const RW_VAR &span, int offset, int limit) {
+    const int left = span.count - offset;
+    var.address = wrappingAdd(span.address, offset);
+    var.count = std::min(left, limit);
 }
 
 // Queues a span in pieces while there is room; the record is left as the last piece either way.
@@ -57,24 +56,23 @@ void queuePieces(RW_VAR &var, int limit) {
     const RW_VAR span = var;
     const int pieces = piecesOf(span.count, limit);
     for (int k = 0; k < pieces && !isFull(PLC_driver.onceReadList); ++k) {
-        takePiece(var, span, k, limit);
+        takePiece(var, span, k * limit, limit);
         appendNewRead(var);
     }
     if (pieces > 0) {
-        takePiece(var, span, pieces - 1, limit);
+        takePiece(var, span, (pieces - 1) * limit, limit);
     }
 }
 
 // Brings a one-shot read from host form into span form; false when it is refused.
 bool toSpan(RW_VAR &var) {
-    const ComInfo &info = *PLC_driver.comInfo;
     const int address = StringAddressToInt(var.regType, var.addressText);
-    if (address < 0 || info.blockLimit < 1) {
+    if (address < 0) {
         return false;
     }
-    var.station = info.useVarStation != 0 ? var.station : info.defaultStation;
+    var.station = stationOf(var.station);
     var.address = address;
-    var.saveMode = 0;
+    var.saveMode = OrdinaryRequest;
     var.spare = 0;
     if (var.station == 0) {
         return false;
@@ -89,11 +87,12 @@ int AddListOnceReadVar(RW_VAR *var, int mode) {
     if (mode == 1) {
         return appendLocked(PLC_driver.onceReadList, *var);
     }
-    if (!toSpan(*var)) {
+    const int limit = PLC_driver.comInfo->blockLimit;
+    if (limit < 1 || !toSpan(*var)) {
         return 0;
     }
     const QMutexLocker lists(&PLC_driver.listMutex); // onceReadList: the pieces stay together
-    queuePieces(*var, PLC_driver.comInfo->blockLimit);
+    queuePieces(*var, limit);
     return PLC_driver.onceReadList.size();
 }
 

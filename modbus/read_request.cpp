@@ -2,6 +2,7 @@
 #include "modbus/read_request.h"
 
 #include "driver/Communication_Protocol.h"
+#include "driver/register_types.h"
 #include "driver/requests.h"
 #include "driver/wrapping.h"
 #include "modbus/checksums.h"
@@ -9,14 +10,9 @@
 
 namespace {
 
-constexpr int FirstArea = 6;
-constexpr int LastArea = 8;
 constexpr int InputRegisterArea = 6;
 constexpr int ReadHoldingRegisters = 3;
 constexpr int ReadInputRegisters = 4;
-constexpr int ShortestReply = 6;
-
-enum Verdict : int { BadReply = 0, DataToStore = 1, NothingToStore = 2 };
 
 bool hasGoodCrc(const QByteArray &reply) {
     const int body = reply.size() - 2;
@@ -25,8 +21,9 @@ bool hasGoodCrc(const QByteArray &reply) {
 
 } // namespace
 
+// An area has the number of its word type.
 bool isReadableArea(int regType) {
-    return regType >= FirstArea && regType <= LastArea;
+    return widthOf(regType) == Width::Word;
 }
 
 void ReadRegister(RW_VAR *var) {
@@ -52,7 +49,7 @@ int CheckGetData(QByteArray *reply, int /*length*/) {
     if (asked.station == 0) {
         return NothingToStore;
     }
-    if (reply == nullptr || reply->size() < ShortestReply) {
+    if (reply->size() < ShortestReply) {
         return BadReply;
     }
     if (byteAt(*reply, 0) != asked.station || !hasGoodCrc(*reply)) {

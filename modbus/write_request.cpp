@@ -16,15 +16,14 @@ namespace {
 
 constexpr int WriteMultipleRegisters = 16;
 constexpr int NoFunction = 0;
-constexpr int ShortestReply = 6;
 constexpr int ReplyData = 3; // index of the register in the reply: high byte, low byte
 constexpr int FrameData = 7; // index of the register in the write: high byte, low byte
 constexpr int FrameCrc = 9;  // index of its CRC: low byte, high byte
 
-// Registers of one element, 0 for the types that have no write request.
+// Registers of one element; 0 for the types that have no write request: bits and bytes, which are
+// smaller than a register, area 6 and unknown types.
 int registersPerElement(int regType) {
-    const int bytes = bytesPerElement(widthOf(regType));
-    return isWritableType(regType) ? bytes / 2 : 0;
+    return isWritableType(regType) ? bytesPerElement(widthOf(regType)) / 2 : 0;
 }
 
 // Each register high byte first, the least significant register of an element first.

@@ -13,7 +13,7 @@ Q_DECL_EXPORT void WriteRegister(RW_VAR *var);
 
 // Appends one write request. `value` holds count elements, each register low byte first; missing
 // bytes are sent as zero. Types that cannot be written get a frame with function code 0, which no
-// station answers. The variable is not changed. Communication thread.
+// station acknowledges. The variable is not changed. Communication thread.
 Q_DECL_EXPORT void WriteAnalog(RW_VAR *var);
 
 // Fill the waiting write, the second of requestList, from the reply to its read: the register as
