@@ -3,6 +3,8 @@
 
 #include "driver/replies.h"
 
+#include <cstring>
+
 namespace {
 
 // A queued variable with its host identifiers.
@@ -46,16 +48,12 @@ TEST_F(Cycle, WritesThenOneShotReadsThenCyclicReads) {
                 {5, 5, 1, "WWWWWOOOOOC"},
                 {0, 0, 0, "--"}};
     for (const auto &row : rows) {
-        for (const int remote : {0, 1}) {
-            reset();
-            fill(PLC_driver.writeList, row.writes);
-            fill(PLC_driver.onceReadList, row.reads);
-            fill(PLC_driver.readList, row.cyclic);
-            if (remote == 0) {
-                EXPECT_EQ(sources(static_cast<int>(strlen(row.sources))), row.sources);
-                EXPECT_TRUE(PLC_driver.writeList.isEmpty() && PLC_driver.onceReadList.isEmpty());
-            }
-        }
+        reset();
+        fill(PLC_driver.writeList, row.writes);
+        fill(PLC_driver.onceReadList, row.reads);
+        fill(PLC_driver.readList, row.cyclic);
+        EXPECT_EQ(sources(static_cast<int>(std::strlen(row.sources))), row.sources);
+        EXPECT_TRUE(PLC_driver.writeList.isEmpty() && PLC_driver.onceReadList.isEmpty());
     }
     EXPECT_EQ(info.scanDone, 1);
 }
@@ -222,7 +220,7 @@ TEST_F(Cycle, NoRequestPending) {
     QByteArray reply = sealed("01 03 02 12 34");
     EXPECT_EQ(DataCom(&reply, reply.size()), &PLC_driver.currentVar);
     EXPECT_EQ(PLC_driver.currentVar.result, 1);
-    EXPECT_EQ(text(PLC_driver.currentVar).toStdString(), "7/7:7+7");
+    EXPECT_EQ(text(PLC_driver.currentVar), "7/7:7+7");
     EXPECT_TRUE(reports.empty() && DataStorage.isEmpty() && PLC_driver.writeList.size() == 1);
     EXPECT_TRUE(info.frameIndex == 0 && PLC_driver.passCount == 0 && info.retryCount == 0);
 }
@@ -324,7 +322,7 @@ TEST_F(Cycle, ReportsAndDuplicates) {
         deliver(reply);
         EXPECT_EQ(reports, row.reports);
         EXPECT_EQ(text(queue), row.left);
-        EXPECT_EQ(text(PLC_driver.currentVar).toStdString(), "1/7:0+1"); // its value is emptied
+        EXPECT_EQ(text(PLC_driver.currentVar), "1/7:0+1"); // its value is emptied
         EXPECT_TRUE(PLC_driver.currentVar.ownerId == 3 && PLC_driver.currentVar.itemId == 7);
     }
 }
@@ -349,9 +347,7 @@ TEST_F(Cycle, WithoutCallbacksNothingIsCalled) {
 TEST_F(Cycle, ABitWriteTakesTwoTurns) {
     plc.registers[{3, 1, 2}] = 0x1234;
     PLC_driver.currentVar.itemId = 99;
-    QString address = "4.3"; // bit 35: register 2, bit 3
-    QByteArray data = bytes("01");
-    SetRegisterData(nullptr, 1, &address, 1, &data, 1, 3, 7);
+    write(1, "4.3", 1, bytes("01"), 1, 3, 7); // bit 35: register 2, bit 3
     EXPECT_TRUE(exchange());
     EXPECT_TRUE(PLC_driver.currentVar.result == 1 && PLC_driver.currentVar.itemId == 99);
     EXPECT_TRUE(reports.empty());
@@ -424,14 +420,8 @@ TEST_F(Cycle, AGivenUpCyclicReadGoesToTheEnd) {
 }
 
 TEST_F(Cycle, TheScanIsDoneAfterMoreRepliesThanEntries) {
-    QList<VARDEF> definitions;
-    for (const int address : {0, 200, 400}) {
-        definitions << VARDEF();
-        definitions.last().regType = 7;
-        definitions.last().station = 1;
-        definitions.last().addressText = QString::number(address);
-        definitions.last().count = 1;
-    }
+    QList<VARDEF> definitions{definition(1, 7, "0", 1), definition(1, 7, "200", 1),
+                              definition(1, 7, "400", 1)};
     EXPECT_EQ(ReCreatReadVarList(&definitions), 3);
     for (const int done : {0, 0, 0, 1, 1}) {
         EXPECT_TRUE(exchange());
@@ -452,12 +442,7 @@ TEST_F(Cycle, TheScanIsDoneAfterMoreRepliesThanEntries) {
 }
 
 TEST_F(Cycle, AReadFromDefinitionToScreen) {
-    VARDEF definition;
-    definition.regType = 7;
-    definition.station = 1;
-    definition.addressText = "10";
-    definition.count = 2;
-    QList<VARDEF> definitions{definition};
+    QList<VARDEF> definitions{definition(1, 7, "10", 2)};
     EXPECT_EQ(ReCreatReadVarList(&definitions), 1);
     plc.registers[{3, 1, 10}] = 0x1234;
     plc.registers[{3, 1, 11}] = 0x5678;

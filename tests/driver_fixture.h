@@ -35,18 +35,28 @@ inline QByteArray sealed(const char *text) {
 }
 
 // One variable as "station/regType:address+count", a write's bytes after "=".
-inline QString text(const RW_VAR &var) {
+inline std::string text(const RW_VAR &var) {
     QString line = QString("%1/%2:%3+%4").arg(var.station).arg(var.regType).arg(var.address);
     line = line.arg(var.count);
-    return var.value.isEmpty() ? line : line + "=" + var.value.toHex();
+    return (var.value.isEmpty() ? line : line + "=" + var.value.toHex()).toStdString();
 }
 
 inline std::string text(const QList<RW_VAR> &list) {
-    QStringList entries;
+    std::string entries;
     for (const RW_VAR &var : list) {
-        entries << text(var);
+        entries += (entries.empty() ? "" : " ") + text(var);
     }
-    return entries.join(' ').toStdString();
+    return entries;
+}
+
+inline VARDEF definition(int station, int regType, const QString &address, int count) {
+    VARDEF made;
+    made.station = static_cast<unsigned char>(station);
+    made.regType = static_cast<unsigned char>(regType);
+    made.addressText = address;
+    made.hostText = address + "!";
+    made.count = count;
+    return made;
 }
 
 // An area of the image as hex text.
@@ -145,6 +155,13 @@ protected:
         made.count = count;
         made.value = bytes(value);
         return made;
+    }
+
+    // SetRegisterData of owner 1 and item 2, unless others are given.
+    static int write(int regType, QString address, int station, QByteArray data, int count,
+                     int ownerId = 1, int itemId = 2) {
+        QString host = "host";
+        return SetRegisterData(&host, regType, &address, station, &data, count, ownerId, itemId);
     }
 
     // One turn of the host's loop with the PLC answering; false when there was nothing to send.

@@ -180,7 +180,7 @@ TEST_F(Driver, WritesOfEveryWidth) {
                 {var(1, 7, INT_MAX, 2, "34 12"), same},
                 {var(1, 1, INT_MAX, INT_MAX, "01"), same}};
     for (const auto &row : rows) {
-        SCOPED_TRACE(text(row.var).toStdString());
+        SCOPED_TRACE(text(row.var));
         reset();
         const int area = row.var.regType % 3 + 6;
         DataStorage[1][area] = QByteArray(8, '\xAA');

@@ -158,9 +158,9 @@ TEST(Library, TwoLoadsKnowNothingOfEachOther) {
     using Image = QMap<int, QMap<int, QByteArray>>;
     EXPECT_EQ(first.find<Image>("DataStorage")->value(4).value(7).size(), 6);
     EXPECT_TRUE(second.find<Image>("DataStorage")->isEmpty() && DataStorage.isEmpty());
-    const auto &other = *second.find<Communication_Protocol>("PLC_driver");
+    auto &other = *second.find<Communication_Protocol>("PLC_driver");
     EXPECT_TRUE(driver.comInfo == &info && driver.disabledStations.contains(5));
-    for (const Communication_Protocol *untouched : {&other, &PLC_driver}) {
+    for (Communication_Protocol *untouched : {&other, &PLC_driver}) {
         EXPECT_TRUE(untouched->comInfo == nullptr && untouched->disabledStations.isEmpty());
     }
     EXPECT_EQ(*second.find<void *>("LB"), nullptr);

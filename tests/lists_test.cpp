@@ -33,16 +33,6 @@ std::string spansOf(const QList<RW_VAR> &vars) {
     return entries.join(' ').toStdString();
 }
 
-VARDEF definition(int station, int regType, const QString &address, int count) {
-    VARDEF made;
-    made.station = static_cast<unsigned char>(station);
-    made.regType = static_cast<unsigned char>(regType);
-    made.addressText = address;
-    made.hostText = address + "!";
-    made.count = count;
-    return made;
-}
-
 TEST_F(Driver, AddressTexts) {
     const struct {
         int type;
@@ -96,7 +86,7 @@ TEST_F(Driver, HostFormToSpanForm) {
     for (const auto &row : rows) {
         RW_VAR var = row.host;
         EXPECT_EQ(updateRwVar(&var), 0);
-        EXPECT_EQ(text(var).toStdString(), row.span) << text(row.host).toStdString();
+        EXPECT_EQ(text(var), row.span) << text(row.host);
     }
 }
 
@@ -143,7 +133,7 @@ TEST_F(Driver, OneGroupMerges) {
         PLC_driver.readList = {var(1, 6, 0, 3)}; // another group's last request
         QList<RW_VAR> spans = group(row.spans);
         BitVarReCreat(&spans, row.limit);
-        EXPECT_EQ(text(PLC_driver.readList.takeFirst()).toStdString(), "1/6:0+3");
+        EXPECT_EQ(text(PLC_driver.readList.takeFirst()), "1/6:0+3");
         EXPECT_EQ(spansOf(PLC_driver.readList), row.requests);
     }
     QList<RW_VAR> longest = group({{0, 2 * MaxPieces}});
@@ -224,7 +214,7 @@ TEST_F(Driver, TheCyclicListMatchesTheOracle) {
         EXPECT_EQ(ReCreatReadVarList(&definitions), oracle.requests.size());
         QStringList requests;
         for (const RW_VAR &var : PLC_driver.readList) {
-            requests << ::text(var) + var.hostText;
+            requests << QString::fromStdString(::text(var)) + var.hostText;
         }
         ASSERT_EQ(requests.join(' ').toStdString(), oracle.requests.join(' ').toStdString());
     }
@@ -293,7 +283,7 @@ TEST_F(Driver, WhetherGroupCuts) {
         QList<RW_VAR> pieces;
         WhetherGroup(row.count, row.limit, &span, &pieces);
         EXPECT_EQ(text(pieces), row.pieces);
-        EXPECT_EQ(text(span).toStdString(), row.left);
+        EXPECT_EQ(text(span), row.left);
     }
     RW_VAR span = var(1, 7, 0, 0);
     QList<RW_VAR> pieces;
@@ -336,7 +326,7 @@ TEST_F(Driver, OneShotReadsAreParsedAndCut) {
         {1, 9, -1, var(1, 7, 3, 1), "5", 0, "", "1/7:3+1"},
     };
     for (const auto &row : rows) {
-        SCOPED_TRACE(row.addressText + text(row.record).toStdString());
+        SCOPED_TRACE(row.addressText + (" " + text(row.record)));
         reset();
         info.useVarStation = row.useVarStation;
         info.defaultStation = row.defaultStation;
@@ -346,7 +336,7 @@ TEST_F(Driver, OneShotReadsAreParsedAndCut) {
         record.saveMode = record.spare = 8;
         EXPECT_EQ(AddListOnceReadVar(&record, 0), row.result);
         EXPECT_EQ(text(PLC_driver.onceReadList), row.queue);
-        EXPECT_EQ(text(record).toStdString(), row.record_after);
+        EXPECT_EQ(text(record), row.record_after);
         const bool touched = record.address != 3;
         EXPECT_TRUE(record.saveMode == (touched ? 0 : 8) && record.spare == (touched ? 0 : 8));
     }
@@ -424,11 +414,9 @@ TEST_F(Driver, HugeCountsEndAtTheQueuesBound) {
     RW_VAR read = var(1, 7, 0, INT_MAX);
     EXPECT_EQ(AddListOnceReadVar(&read, 0), 1024);
     EXPECT_EQ(text(PLC_driver.onceReadList.last()), "1/7:1023+1");
-    EXPECT_EQ(text(read), QString("1/7:%1+1").arg(INT_MAX - 1));
-    QString address = "0.0";
-    QByteArray data(2000000, '\1');
-    EXPECT_EQ(SetRegisterData(nullptr, 1, &address, 1, &data, data.size(), 0, 0), 1024);
-    EXPECT_EQ(text(PLC_driver.writeList.last()), "1/7:1023+1=01");
+    EXPECT_EQ(text(read), "1/7:2147483646+1");
+    EXPECT_EQ(write(1, "0.0", 1, QByteArray(2000000, '\1'), 2000000), 1024);
+    EXPECT_EQ(text(PLC_driver.writeList.last()), "1/1:1023+1=01");
 }
 
 TEST_F(Driver, HostWritesAreCutIntoRecords) {
@@ -482,18 +470,14 @@ TEST_F(Driver, HostWritesAreCutIntoRecords) {
         SCOPED_TRACE(row.queue + std::to_string(row.type) + ":" + std::to_string(row.count));
         reset();
         info.blockLimit = row.limit;
-        QString address = row.address;
-        QByteArray data = bytes(row.data);
-        EXPECT_EQ(SetRegisterData(nullptr, row.type, &address, 4, &data, row.count, 1, 2),
-                  row.result);
+        const QByteArray data = bytes(row.data);
+        EXPECT_EQ(write(row.type, row.address, 4, data, row.count), row.result);
         EXPECT_EQ(text(PLC_driver.writeList), row.queue);
         EXPECT_EQ(hex(data), row.data);
         EXPECT_TRUE(DataStorage.isEmpty());
     }
-    QString address = "0";
-    QByteArray data = bytes("12");
     info.blockLimit = INT_MAX;
-    EXPECT_EQ(SetRegisterData(nullptr, 7, &address, 4, &data, 8388608, 1, 2), 1);
+    EXPECT_EQ(write(7, "0", 4, bytes("12"), 8388608), 1);
 }
 
 TEST_F(Driver, AHostWriteRecord) {
@@ -537,19 +521,16 @@ TEST_F(Driver, HostWritesReachTheImageWhenNothingElseWill) {
         info.commMode = row.commMode;
         info.blockLimit = 1;
         PLC_driver.commFailed = row.failed;
-        QString address = row.type == 1 ? "0.0" : "0";
-        QByteArray data = bytes(row.data);
-        const int result = SetRegisterData(nullptr, row.type, &address, 4, &data, row.count, 1, 2);
+        const char *const address = row.type == 1 ? "0.0" : "0";
+        const int result = write(row.type, address, 4, bytes(row.data), row.count);
         EXPECT_EQ(result, row.commMode == 2 ? PLC_driver.writeList.size() : 1);
         EXPECT_EQ(PLC_driver.writeList.isEmpty(), row.commMode != 2);
         EXPECT_EQ(image(4, 7), row.image) << row.type;
     }
     info.commMode = 1;
-    QByteArray data = bytes("11 22");
     const std::pair<const char *, int> readOnly[] = {{"x", 0}, {"0", 1}}; // area 6: room only
-    for (const auto &[addressText, result] : readOnly) {
-        QString address = addressText;
-        EXPECT_EQ(SetRegisterData(nullptr, 6, &address, 4, &data, 1, 1, 2), result);
+    for (const auto &[address, result] : readOnly) {
+        EXPECT_EQ(write(6, address, 4, bytes("11 22"), 1), result);
         EXPECT_EQ(image(4, 6), result == 0 ? "" : "00 00");
     }
 }

@@ -288,7 +288,7 @@ TEST_F(Driver, RepliesInTheImage) {
         ReadRegister(&var);
         QByteArray reply = bytes(row.reply);
         SaveToLocalDataErea(&reply);
-        EXPECT_EQ(image(17, 7), row.after) << text(var).toStdString();
+        EXPECT_EQ(image(17, 7), row.after) << text(var);
         EXPECT_EQ(PLC_driver.requestList.size(), 1);
     }
 }

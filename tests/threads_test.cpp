@@ -36,25 +36,24 @@ protected:
         return answer;
     }
 
-    static int write(int regType, const QString &address, int number, int ownerId, int itemId) {
-        QString text = address;
-        QByteArray data;
-        data.append(static_cast<char>(number & 0xFF)).append(static_cast<char>(number >> 8));
-        return SetRegisterData(nullptr, regType, &text, 1, &data, 1, ownerId, itemId);
+    static QByteArray twoBytes(int number) {
+        return QByteArray(1, static_cast<char>(number & 0xFF))
+            .append(static_cast<char>(number >> 8));
     }
 
-    static QList<VARDEF> definitions() {
-        QList<VARDEF> made;
+    // What the screens write in a round: bit `place`, byte 160 + `place`, register 350 + `place`.
+    static int bitOf(int place, int round) { return (place + round) % 3 == 0 ? 1 : 0; }
+    static int byteOf(int place, int round) { return (place + round) & 0xFF; }
+    static int wordOf(int place, int round) { return place * 3 + round; }
+
+    static void rebuild() {
+        QList<VARDEF> list;
         for (const int station : {1, 50}) { // nothing answers at station 50
             for (int address = 0; address < 400; address += 80) {
-                made << VARDEF();
-                made.last().regType = 7;
-                made.last().station = static_cast<unsigned char>(station);
-                made.last().addressText = QString::number(address);
-                made.last().count = 80;
+                list << definition(station, 7, QString::number(address), 80);
             }
         }
-        return made;
+        ReCreatReadVarList(&list);
     }
 
     // One turn; station 50 stays silent.
@@ -77,27 +76,47 @@ protected:
                PLC_driver.requestList.isEmpty();
     }
 
-    // Every kind of call a screen makes; bits, bytes and words lie between those of the others.
-    void screen(int number) const {
+    // Every kind of call a screen makes; its bits, bytes and words lie between those of the others.
+    void screen(int number, int round) const {
         for (int i = 0; i < Steps; ++i) {
             const int place = i * Screens + number;
+            const int item = round * Steps * Screens + place;
             const QString bit = QString("%1.%2").arg(place / 8).arg(place % 8);
-            write(1, bit, i % 3 == 0 ? 1 : 0, 10 + number, i);
-            write(4, QString::number(160 + place), place & 0xFF, 20 + number, i);
-            write(7, QString::number(350 + place), place * 3, 30 + number, i);
+            const QString byte = QString::number(160 + place);
+            const QString word = QString::number(350 + place);
+            write(1, bit, 1, twoBytes(bitOf(place, round)), 1, 1, item);
+            write(4, byte, 1, twoBytes(byteOf(place, round)), 1, 2, item);
+            write(7, word, 1, twoBytes(wordOf(place, round)), 1, 3, item);
             RW_VAR once = var(1, 7, place % 50, 1 + i % 7);
-            once.ownerId = 40 + number;
-            once.itemId = i;
+            once.ownerId = 4;
+            once.itemId = item;
             AddListOnceReadVar(&once, 0);
             EnCommStation(77, i % 2);
             EnableEthernet(77 + number, i % 2);
             read(1 + i % 3, "0.3", 1, 40 + place); // grows area by area
             read(7, QString::number(place), 1 + i % 2, 9);
             if (i % 10 == number) {
-                QList<VARDEF> list = definitions();
-                ReCreatReadVarList(&list);
+                rebuild();
             }
         }
+    }
+
+    // One communication thread and the screens, until every queue is empty.
+    void round(int number) {
+        std::atomic<int> busy{Screens};
+        std::vector<std::function<void()>> jobs{[this, &busy] {
+            for (int left = 20000; left > 0 && (busy > 0 || !drained()); left -= busy > 0 ? 0 : 1) {
+                turn();
+            }
+        }};
+        for (int i = 0; i < Screens; ++i) {
+            jobs.emplace_back([this, i, number, &busy] {
+                screen(i, number);
+                --busy;
+            });
+        }
+        together(jobs);
+        EXPECT_TRUE(drained());
     }
 };
 
@@ -115,6 +134,7 @@ int countFail(QList<RW_VAR> *, int, int) {
 }
 
 TEST_F(Threads, ScreensAndTheLineAgreeInTheEnd) {
+    constexpr int Rounds = 5;
     finished.clear();
     givenUp = 0;
     RegistCallBackFuncIntf(countFinish, countFail);
@@ -122,49 +142,35 @@ TEST_F(Threads, ScreensAndTheLineAgreeInTheEnd) {
     for (int i = 0; i < 700; ++i) {
         expected[i] = plc.registers[{3, 1, i}] = (i * 0x2537) & 0xFFFF;
     }
-    QList<VARDEF> list = definitions();
-    ReCreatReadVarList(&list);
-    std::atomic<int> busy{Screens};
-    std::vector<std::function<void()>> jobs{[this, &busy] {
-        for (int left = 20000; left > 0 && (busy > 0 || !drained()); left -= busy > 0 ? 0 : 1) {
-            turn();
-        }
-    }};
-    for (int number = 0; number < Screens; ++number) {
-        jobs.emplace_back([this, number, &busy] {
-            screen(number);
-            --busy;
-        });
+    rebuild();
+    for (int number = 0; number < Rounds; ++number) {
+        round(number);
     }
-    together(jobs);
-    EXPECT_TRUE(drained());
     for (int place = 0; place < Screens * Steps; ++place) {
-        const int i = place / Screens;
-        const int mask = 1 << place % 16;
-        expected[place / 16] =
-            i % 3 == 0 ? expected[place / 16] | mask : expected[place / 16] & ~mask;
-        int &word = expected[80 + place / 2];
-        word =
-            place % 2 == 0 ? (word & 0xFF00) | (place & 0xFF) : (word & 0xFF) | (place & 0xFF) << 8;
-        expected[350 + place] = place * 3;
-        for (const int kind : {10, 20, 30, 40}) {
-            EXPECT_EQ((finished[{kind + place % Screens, i}]), 1) << kind << " " << place;
-        }
+        int &bits = expected[place / 16];
+        bits = (bits & ~(1 << place % 16)) | bitOf(place, Rounds - 1) << place % 16;
+        int &pair = expected[80 + place / 2];
+        const int shift = place % 2 * 8;
+        pair = (pair & ~(0xFF << shift)) | byteOf(place, Rounds - 1) << shift;
+        expected[350 + place] = wordOf(place, Rounds - 1);
     }
-    EXPECT_EQ(finished.size(), 4U * Screens * Steps);
     for (const auto &[address, value] : expected) {
         EXPECT_EQ((plc.registers[{3, 1, address}]), value) << address;
     }
-    // One more pass, and the image is the PLC.
-    ReCreatReadVarList(&list);
+    EXPECT_EQ(finished.size(), 4U * Screens * Steps * Rounds);
+    for (const auto &[item, count] : finished) {
+        EXPECT_EQ(count, 1) << item.first << "/" << item.second;
+    }
+    rebuild(); // one more pass, and the image is the PLC
     for (int i = 0; i < 20; ++i) {
         turn();
     }
     EXPECT_GT(givenUp, 0);
-    const QByteArray seen = read(7, "0", 1, 400);
+    QByteArray plcBytes;
     for (int i = 0; i < 400; ++i) {
-        EXPECT_EQ((seen.at(2 * i + 1) & 0xFF) << 8 | (seen.at(2 * i) & 0xFF), expected[i]) << i;
+        plcBytes += twoBytes(expected[i]);
     }
+    EXPECT_EQ(hex(read(7, "0", 1, 400)), hex(plcBytes));
 }
 
 TEST_F(Threads, AScreenSeesAReplyOrAWriteWholeOrNotAtAll) {
@@ -189,10 +195,8 @@ TEST_F(Threads, AScreenSeesAReplyOrAWriteWholeOrNotAtAll) {
                   }
               },
               [&patterned] {
-                  QString address = "0";
                   for (int i = 0; i < Turns; ++i) {
-                      QByteArray data = patterned(i);
-                      EXPECT_EQ(SetRegisterData(nullptr, 7, &address, 2, &data, 60, 0, 0), 1);
+                      EXPECT_EQ(write(7, "0", 2, patterned(i), 60), 1);
                   }
               },
               [&watch] { watch(1); }, [&watch] { watch(2); },
