@@ -1,11 +1,12 @@
-// What every test of the driver shares: a driver put back to its start, hex text, a PLC in memory,
-// and a log of the two callbacks.
+// What every test of the driver shares: tables in text, a driver put back to its start, a PLC in
+// memory, and a log of the two callbacks.
 #pragma once
 
 #include "driver/Communication_Protocol.h"
 #include "modbus/checksums.h"
 #include "plc_driver.h"
 
+#include <QRegularExpression>
 #include <QStringList>
 
 #include <gtest/gtest.h>
@@ -14,10 +15,6 @@
 #include <string>
 #include <tuple>
 #include <vector>
-
-inline QByteArray bytes(const char *text) {
-    return QByteArray::fromHex(text);
-}
 
 inline std::string hex(const QByteArray &data) {
     return data.toHex(' ').toUpper().toStdString();
@@ -30,11 +27,40 @@ inline QByteArray sealed(QByteArray frame) {
     return frame.append(static_cast<char>(crc & 0xFF)).append(static_cast<char>(crc >> 8));
 }
 
-inline QByteArray sealed(const char *text) {
-    return sealed(bytes(text));
+// Hex text as bytes; a "*" at its end stands for the CRC.
+inline QByteArray bytes(const QString &text) {
+    const QByteArray data = QByteArray::fromHex(text.toLatin1());
+    return text.endsWith('*') ? sealed(data) : data;
 }
 
-// One variable as "station/regType:address+count", a write's bytes after "=".
+// One line of a table. An absent cell is empty, and 0.
+struct Row {
+    QStringList cells;
+
+    QString operator[](int i) const { return cells.value(i); }
+    std::string text(int i) const { return cells.value(i).toStdString(); }
+    int number(int i) const { return cells.value(i).toInt(); }
+    std::string trace() const { return cells.join(" | ").toStdString(); }
+};
+
+// A table in text: rows end with ";" or their line, cells with "|" or, without any, with blanks.
+inline std::vector<Row> table(const char *text) {
+    std::vector<Row> rows;
+    const QStringList lines = QString(text).replace('\n', ';').split(';');
+    for (const QString &line : lines) {
+        Row row{line.contains('|') ? line.split('|') : line.simplified().split(' ')};
+        for (QString &cell : row.cells) {
+            cell = cell.trimmed();
+        }
+        if (!line.trimmed().isEmpty()) {
+            rows.push_back(row);
+        }
+    }
+    return rows;
+}
+
+// A variable as text: "station/regType:address+count", then "=" and its bytes if it has any. Its
+// host identifiers, written "@ownerId/itemId", are read only.
 inline std::string text(const RW_VAR &var) {
     QString line = QString("%1/%2:%3+%4").arg(var.station).arg(var.regType).arg(var.address);
     line = line.arg(var.count);
@@ -47,6 +73,33 @@ inline std::string text(const QList<RW_VAR> &list) {
         entries += (entries.empty() ? "" : " ") + text(var);
     }
     return entries;
+}
+
+// A variable of port 1 from its text.
+inline RW_VAR var(const QString &text) {
+    static const QRegularExpression form(
+        R"(^(-?\d+)/(-?\d+):(-?\d+)\+(-?\d+)(?:=(\w*))?(?:@(-?\d+)/(\d+))?$)");
+    const QRegularExpressionMatch parts = form.match(text);
+    EXPECT_TRUE(parts.hasMatch()) << text.toStdString();
+    RW_VAR made;
+    made.portId = 1;
+    made.station = parts.captured(1).toInt();
+    made.regType = parts.captured(2).toInt();
+    made.address = parts.captured(3).toInt();
+    made.addressText = parts.captured(3);
+    made.count = parts.captured(4).toInt();
+    made.value = bytes(parts.captured(5));
+    made.ownerId = parts.captured(6).toInt();
+    made.itemId = parts.captured(7).toInt();
+    return made;
+}
+
+inline QList<RW_VAR> vars(const QString &texts) {
+    QList<RW_VAR> made;
+    for (const QString &text : texts.split(' ', Qt::SkipEmptyParts)) {
+        made << var(text);
+    }
+    return made;
 }
 
 inline VARDEF definition(int station, int regType, const QString &address, int count) {
@@ -78,7 +131,7 @@ struct MemoryPlc {
             for (int i = 0; i < count; ++i) {
                 registers[{3, at(0), first + i}] = at(7 + 2 * i) * 256 + at(8 + 2 * i);
             }
-            return at(0) == 0 ? QByteArray() : sealed(frame.left(6));
+            return sealed(frame.left(6));
         }
         QByteArray reply = frame.left(2).append(static_cast<char>(2 * count));
         for (int i = 0; i < count; ++i) {
@@ -89,29 +142,30 @@ struct MemoryPlc {
     }
 };
 
-// One line for each callback, with what the lists and currentVar hold while it runs.
-inline std::vector<std::string> reports;
+// The callbacks so far, each with the lengths of writeList, onceReadList and requestList and
+// currentVar.itemId as they were while it ran.
+inline QString reports;
 
-inline std::string reportLine(const QString &event) {
-    return QString("%1, lists %2 %3 %4, last %5")
-        .arg(event)
-        .arg(PLC_driver.writeList.size())
-        .arg(PLC_driver.onceReadList.size())
-        .arg(PLC_driver.requestList.size())
-        .arg(PLC_driver.currentVar.itemId)
-        .toStdString();
+inline void report(const QString &event) {
+    const Communication_Protocol &d = PLC_driver;
+    reports += QString(reports.isEmpty() ? "%1 [%2 %3 %4 %5]" : " %1 [%2 %3 %4 %5]")
+                   .arg(event)
+                   .arg(d.writeList.size())
+                   .arg(d.onceReadList.size())
+                   .arg(d.requestList.size())
+                   .arg(d.currentVar.itemId);
 }
 
 inline int logFinish(void *context, int ownerId, int itemId, int status) {
     EXPECT_EQ(context, &reports);
-    reports.push_back(reportLine(QString("finish %1/%2 %3").arg(ownerId).arg(itemId).arg(status)));
+    report(QString("%1/%2=%3").arg(ownerId).arg(itemId).arg(status));
     return 0;
 }
 
 inline int logFail(QList<RW_VAR> *list, int ownerId, int flag) {
     EXPECT_TRUE(list->isEmpty());
     list->append(RW_VAR());
-    reports.push_back(reportLine(QString("fail %1 %2").arg(ownerId).arg(flag)));
+    report(QString("fail %1 %2").arg(ownerId).arg(flag));
     return 0;
 }
 
@@ -121,16 +175,16 @@ protected:
     void SetUp() override { reset(); }
 
     void reset() {
-        for (QList<RW_VAR> *list : {&PLC_driver.readList, &PLC_driver.writeList,
-                                    &PLC_driver.onceReadList, &PLC_driver.spareList}) {
+        Communication_Protocol &d = PLC_driver;
+        for (QList<RW_VAR> *list : {&d.readList, &d.writeList, &d.onceReadList}) {
             list->clear();
         }
-        PLC_driver.requestList.clear();
-        PLC_driver.disabledStations.clear();
-        PLC_driver.currentVar = RW_VAR();
-        PLC_driver.listKind = NoList;
-        PLC_driver.writeBurst = PLC_driver.onceBurst = PLC_driver.passCount = 0;
-        PLC_driver.commFailed = false;
+        d.requestList.clear();
+        d.disabledStations.clear();
+        d.currentVar = RW_VAR();
+        d.listKind = NoList;
+        d.writeBurst = d.onceBurst = d.passCount = 0;
+        d.commFailed = false;
         DataStorage.clear();
         reports.clear();
         info = ComInfo();
@@ -144,19 +198,6 @@ protected:
         RegistCallBackFuncIntf(logFinish, logFail);
     }
 
-    // A variable of this port.
-    RW_VAR var(int station, int regType, int address, int count, const char *value = "") const {
-        RW_VAR made;
-        made.portId = info.portId;
-        made.station = station;
-        made.regType = regType;
-        made.address = address;
-        made.addressText = QString::number(address);
-        made.count = count;
-        made.value = bytes(value);
-        return made;
-    }
-
     // SetRegisterData of owner 1 and item 2, unless others are given.
     static int write(int regType, QString address, int station, QByteArray data, int count,
                      int ownerId = 1, int itemId = 2) {
@@ -164,15 +205,13 @@ protected:
         return SetRegisterData(&host, regType, &address, station, &data, count, ownerId, itemId);
     }
 
+    // Hands in a reply to the pending request and returns the result code.
+    static int deliver(QByteArray reply) { return DataCom(&reply, reply.size())->result; }
+
     // One turn of the host's loop with the PLC answering; false when there was nothing to send.
     bool exchange() {
         const Protocol *request = ComCommunication();
-        if (request == nullptr) {
-            return false;
-        }
-        QByteArray reply = plc.answer(request->frame);
-        DataCom(&reply, reply.size());
-        return true;
+        return request != nullptr && deliver(plc.answer(request->frame)) != 0;
     }
 
     ComInfo info{};

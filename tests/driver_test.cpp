@@ -6,65 +6,59 @@
 #include "image/store.h"
 
 #include <array>
-#include <climits>
 #include <cstring>
 
 namespace {
 
-TEST(Records, FieldsStandInTheirOrder) {
-    const RW_VAR var{1, 2, 3, 4, 5, 6, "7", "8", 9, 10, 11, 12, 13, 14, "15"};
-    const std::array<int, 12> fields{var.ownerId, var.itemId, var.isWrite,  var.remoteMode,
-                                     var.portId,  var.result, var.regType,  var.address,
-                                     var.station, var.count,  var.saveMode, var.spare};
-    EXPECT_EQ(fields, (std::array<int, 12>{1, 2, 3, 4, 5, 6, 9, 10, 11, 12, 13, 14}));
-    EXPECT_TRUE(var.hostText == "7" && var.addressText == "8" && var.value == "15");
-    const Protocol request{"1", 2, 3, 4, 5, var, 7, 8, 9};
-    EXPECT_TRUE(request.frame == "1" && request.frameLength == 2 && request.replyLength == 3 &&
-                request.dataOffset == 4 && request.dataLength == 5 && request.reserved3 == 9);
-    const ControlInformationM room{1, 2, 3, 4};
-    EXPECT_TRUE(room.station == 1 && room.regType == 2 && room.address == 3 && room.count == 4);
+const RW_VAR Filled{1, 2, 3, 4, 5, 6, "7", "8", 9, 10, 11, 12, 13, 14, "15"};
+
+// All fields of a variable in the order of their meaning.
+std::string fieldsOf(const RW_VAR &v) {
+    const QList<int> head{v.ownerId, v.itemId, v.isWrite, v.remoteMode, v.portId, v.result};
+    const QList<int> tail{v.regType, v.address, v.station, v.count, v.saveMode, v.spare};
+    QStringList fields;
+    for (const int field : head) {
+        fields << QString::number(field);
+    }
+    fields << v.hostText << v.addressText;
+    for (const int field : tail) {
+        fields << QString::number(field);
+    }
+    return fields.join(' ').toStdString() + " " + v.value.toStdString();
 }
 
-TEST(Records, ACopyDetachesWhenItIsWritten) {
-    RW_VAR original;
-    original.value = bytes("01 02");
-    RW_VAR copy = original;
-    copy.value[0] = 9;
-    EXPECT_EQ(hex(original.value), "01 02");
+TEST(Records, FieldsStandInTheirOrder) {
+    EXPECT_EQ(fieldsOf(Filled), "1 2 3 4 5 6 7 8 9 10 11 12 13 14 15");
+    const Protocol request{"1", 2, 3, 4, 5, Filled, 7, 8, 9};
+    EXPECT_TRUE(request.frame == "1" && request.frameLength == 2 && request.replyLength == 3);
+    EXPECT_TRUE(request.dataOffset == 4 && request.dataLength == 5 && request.reserved3 == 9);
+    const ControlInformationM room{1, 2, 3, 4};
+    EXPECT_TRUE(room.station == 1 && room.regType == 2 && room.address == 3 && room.count == 4);
+    RW_VAR copy = Filled;
+    copy.value[0] = 'x';
+    EXPECT_EQ(Filled.value, "15"); // a copy detaches when it is written
 }
 
 TEST(Records, RegisterTypesMapToAreasAndOffsets) {
-    const struct {
-        int type, area, offset;
-    } rows[] = {
-        {-1, -1, 0},          {0, 6, 0},  {1, 7, 0},  {2, 8, 5000},  {3, 6, 0},   {4, 7, 0},
-        {5, 8, 5000},         {6, 6, 0},  {7, 7, 0},  {8, 8, 5000},  {9, 6, 0},   {10, 7, 0},
-        {11, 8, 5000},        {12, 6, 0}, {13, 7, 0}, {14, 8, 5000}, {15, 15, 0}, {17, 17, 0},
-        {INT_MIN, INT_MIN, 0}};
-    for (const auto &row : rows) {
-        EXPECT_EQ(getPlcReg(row.type), row.area) << row.type;
-        EXPECT_EQ(getOffsetAddress(row.type), row.offset) << row.type;
+    for (const Row &row : table(R"(-1 -1 0; 0 6 0; 1 7 0; 2 8 5000; 3 6 0; 4 7 0; 5 8 5000; 6 6 0
+             7 7 0; 8 8 5000; 9 6 0; 10 7 0; 11 8 5000; 12 6 0; 13 7 0; 14 8 5000; 15 15 0; 17 17 0
+             -2147483648 -2147483648 0)")) {
+        EXPECT_EQ(getPlcReg(row.number(0)), row.number(1)) << row.trace();
+        EXPECT_EQ(getOffsetAddress(row.number(0)), row.number(2)) << row.trace();
     }
-}
-
-TEST_F(Driver, SetComInfoClearsItsTwoFieldsAndNothingElse) {
-    std::array<int, 18> fields{};
-    for (int &field : fields) {
-        field = static_cast<int>(&field - fields.data()) + 100;
-    }
-    ComInfo block{};
-    std::memcpy(&block, fields.data(), sizeof fields);
-    block.hostContext = &fields;
-    SetComInfo(&block);
-    fields[10] = fields[13] = 0;
-    std::array<int, 18> after{};
-    std::memcpy(&after, &block, sizeof after);
-    EXPECT_EQ(after, fields);
-    EXPECT_EQ(block.hostContext, &fields);
-    EXPECT_EQ(PLC_driver.comInfo, &block);
 }
 
 TEST_F(Driver, SetUpCallsStoreWhatTheyAreGiven) {
+    std::array<int, 18> fields{101, 102, 103, 104, 105, 106, 107, 108, 109,
+                               110, 111, 112, 113, 114, 115, 116, 117, 118};
+    ComInfo block{};
+    std::memcpy(&block, fields.data(), sizeof fields);
+    SetComInfo(&block);
+    fields[10] = fields[13] = 0; // resetField1 and resetField2, and no other
+    std::array<int, 18> after{};
+    std::memcpy(&after, &block, sizeof after);
+    EXPECT_EQ(after, fields);
+    EXPECT_EQ(PLC_driver.comInfo, &block);
     EXPECT_TRUE(PLC_driver.finishCallback == logFinish && PLC_driver.failCallback == logFail);
     int memory[3];
     FlashLocalRegister(memory, memory + 1, memory + 2);
@@ -74,56 +68,42 @@ TEST_F(Driver, SetUpCallsStoreWhatTheyAreGiven) {
 }
 
 TEST_F(Driver, BothStationCallsWorkOnOneTable) {
-    const struct {
-        void (*call)(int, int);
-        int station, flag;
-        QList<int> disabled;
-    } steps[] = {{EnableEthernet, 5, 0, {5}},     {EnableEthernet, 5, 0, {5}},
-                 {EnCommStation, 7, 0, {5, 7}},   {EnableEthernet, 3, 2, {5, 7}},
-                 {EnableEthernet, 5, 2, {5, 7}},  {EnableEthernet, 6, 1, {5, 7}},
-                 {EnableEthernet, 7, 1, {5}},     {EnCommStation, 0, 0, {0, 5}},
-                 {EnCommStation, 5, 1, {0}},      {EnableEthernet, -1, 0, {}},
-                 {EnableEthernet, 300, 0, {300}}, {EnCommStation, -7, 1, {}}};
-    for (const auto &step : steps) {
-        step.call(step.station, step.flag);
-        EXPECT_EQ(PLC_driver.disabledStations.keys(), step.disabled);
-        for (const int station : {0, 3, 5, 7, 300}) {
-            EXPECT_EQ(Ethernetcontains(station), step.disabled.contains(station));
+    // call (E or C), station, flag, and what is switched off then
+    for (const Row &row : table(R"(E|5|0|5; E|5|0|5; C|7|0|5 7; E|3|2|5 7; E|5|2|5 7; E|6|1|5 7
+             E|7|1|5; C|0|0|0 5; C|5|1|0; E|-1|0|; E|300|0|300; C|-7|1|)")) {
+        (row[0] == "E" ? EnableEthernet : EnCommStation)(row.number(1), row.number(2));
+        QStringList disabled;
+        for (const int station : PLC_driver.disabledStations.keys()) {
+            disabled << QString::number(station);
+            EXPECT_TRUE(Ethernetcontains(station));
+            EXPECT_EQ(PLC_driver.disabledStations.value(station, -1), 0);
         }
-        EXPECT_EQ(PLC_driver.disabledStations.values().count(0), step.disabled.size());
+        EXPECT_EQ(disabled.join(' ').toStdString(), row.text(3));
+        EXPECT_FALSE(Ethernetcontains(3));
     }
 }
 
 TEST_F(Driver, FailureCodesCarryTheOwner) {
-    const int bases[] = {10, 40, 70, 110, 140, 170};
-    const int kinds[] = {1, 2, 3, 5, 6, 7};
-    const std::pair<int, int> owners[] = {{-1, 1}, {0, 1}, {3, 4}, {11, 12}, {12, 1}};
-    for (const auto &[owner, offset] : owners) {
-        Protocol request;
-        request.var.ownerId = owner;
-        PLC_driver.requestList = {request};
-        for (size_t i = 0; i < std::size(bases); ++i) {
-            EXPECT_EQ(SwitchErrorReturn(bases[i]), bases[i] + offset);
-            EXPECT_EQ(GetDriverReturnValue(kinds[i]), bases[i] + offset);
+    for (const Row &row : table("-1 1; 0 1; 3 4; 11 12; 12 1")) { // owner, offset
+        PLC_driver.requestList = {Protocol()};
+        PLC_driver.requestList[0].var.ownerId = row.number(0);
+        for (const Row &kind : table("1 10; 2 40; 3 70; 5 110; 6 140; 7 170")) {
+            const int code = kind.number(1) + row.number(1);
+            EXPECT_EQ(SwitchErrorReturn(kind.number(1)), code);
+            EXPECT_EQ(GetDriverReturnValue(kind.number(0)), code);
         }
     }
-    const std::pair<int, int> fixed[] = {{0, 1}, {4, 100}, {8, 200}, {-1, 200}};
-    for (const auto &[kind, code] : fixed) {
-        EXPECT_EQ(GetDriverReturnValue(kind), code);
+    for (const Row &row : table("0 1; 4 100; 8 200; -1 200")) {
+        EXPECT_EQ(GetDriverReturnValue(row.number(0)), row.number(1));
     }
 }
 
 TEST_F(Driver, PassRetValueCopiesAllButTheValue) {
-    const RW_VAR source{1, 2, 3, 4, 5, 6, "7", "8", 9, 10, 11, 12, 13, 14, "15"};
     RW_VAR target;
     target.value = "old";
-    passRetValue(source, target);
-    const QList<int> fields{target.ownerId, target.itemId, target.isWrite,  target.remoteMode,
-                            target.portId,  target.result, target.regType,  target.address,
-                            target.station, target.count,  target.saveMode, target.spare};
-    EXPECT_EQ(fields, (QList<int>{1, 2, 3, 4, 5, 6, 9, 10, 11, 12, 13, 14}));
-    EXPECT_TRUE(target.hostText == "7" && target.addressText == "8" && target.value.isEmpty());
-    EXPECT_EQ(source.value, "15");
+    passRetValue(Filled, target);
+    EXPECT_EQ(fieldsOf(target), "1 2 3 4 5 6 7 8 9 10 11 12 13 14 ");
+    EXPECT_EQ(Filled.value, "15");
 }
 
 } // namespace

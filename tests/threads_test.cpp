@@ -77,7 +77,7 @@ protected:
     }
 
     // Every kind of call a screen makes; its bits, bytes and words lie between those of the others.
-    void screen(int number, int round) const {
+    static void screen(int number, int round) {
         for (int i = 0; i < Steps; ++i) {
             const int place = i * Screens + number;
             const int item = round * Steps * Screens + place;
@@ -87,7 +87,7 @@ protected:
             write(1, bit, 1, twoBytes(bitOf(place, round)), 1, 1, item);
             write(4, byte, 1, twoBytes(byteOf(place, round)), 1, 2, item);
             write(7, word, 1, twoBytes(wordOf(place, round)), 1, 3, item);
-            RW_VAR once = var(1, 7, place % 50, 1 + i % 7);
+            RW_VAR once = var(QString("1/7:%1+%2").arg(place % 50).arg(1 + i % 7));
             once.ownerId = 4;
             once.itemId = item;
             AddListOnceReadVar(&once, 0);
@@ -110,7 +110,7 @@ protected:
             }
         }};
         for (int i = 0; i < Screens; ++i) {
-            jobs.emplace_back([this, i, number, &busy] {
+            jobs.emplace_back([i, number, &busy] {
                 screen(i, number);
                 --busy;
             });
@@ -176,7 +176,7 @@ TEST_F(Threads, ScreensAndTheLineAgreeInTheEnd) {
 TEST_F(Threads, AScreenSeesAReplyOrAWriteWholeOrNotAtAll) {
     constexpr int Turns = 3000;
     info.commMode = 1; // writes go straight to the image
-    RW_VAR block = var(1, 7, 0, 60);
+    RW_VAR block = var("1/7:0+60");
     AddListReadVar(&block);
     const auto patterned = [](int i) {
         return QByteArray(120, i % 2 == 0 ? '\x55' : '\xAA');
@@ -212,8 +212,8 @@ TEST_F(Threads, PiecesOfOneOneShotReadAreQueuedTogether) {
     constexpr int Pieces = 100;
     std::vector<std::function<void()>> jobs;
     for (int number = 1; number <= 10; ++number) {
-        jobs.emplace_back([this, number] {
-            RW_VAR once = var(number, 7, 0, Pieces);
+        jobs.emplace_back([number] {
+            RW_VAR once = var(QString("%1/7:0+%2").arg(number).arg(Pieces));
             AddListOnceReadVar(&once, 0);
         });
     }
