@@ -1,0 +1,47 @@
+// The serial line as the panel owns it: one request out, one reply in, never out of step.
+#pragma once
+
+#include "panel_file.h"
+
+#include <QByteArray>
+#include <QSerialPort>
+#include <QString>
+
+#include <chrono>
+
+// Used on one thread, the one that opened it.
+class SerialLine {
+public:
+    explicit SerialLine(const PortSettings &settings);
+
+    // One line on failure.
+    QString open();
+
+    // Sends a request and returns the bytes of its reply: replyLength of them, fewer when the line
+    // stays or falls silent, none after a broadcast. With a negative replyLength whatever comes.
+    QByteArray exchange(const QByteArray &request, int replyLength);
+
+    // After a failed exchange: lets late bytes pass, so that they are not taken for the next reply.
+    void waitUntilQuiet();
+
+    bool isGone() const { return !m_failure.isEmpty(); }
+    // Why the line is gone, in one line.
+    const QString &failure() const { return m_failure; }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void keepSilence();
+    void send(const QByteArray &request);
+    QByteArray receive(int requestLength, int replyLength);
+    bool waitForBytes(int timeoutMs);
+    bool dropPending();
+    void noteFailure();
+
+    PortSettings m_settings;
+    std::chrono::microseconds m_characterTime;
+    std::chrono::microseconds m_silence; // between the end of a frame and the next one
+    Clock::time_point m_lastByte;
+    QSerialPort m_port;
+    QString m_failure;
+};

@@ -1,0 +1,18 @@
+// What a run came to: the lines for the person and the verdict for the exit status.
+#pragma once
+
+#include "jobs.h"
+#include "panel_file.h"
+#include "statistics.h"
+#include "watch.h"
+
+#include <QString>
+
+struct Summary {
+    QString text; // several lines
+    bool allHeld; // every variable read, every moving one moved, every write held
+};
+
+// After the run: nothing may change any more.
+Summary summarise(const PanelFile &panel, const Statistics &statistics, const Watch &watch,
+                  const Jobs &jobs);
