@@ -12,8 +12,7 @@ constexpr int SentAgain = 0;
 
 } // namespace
 
-void CommLoop::run(const RunLimit &limit)
-{
+void CommLoop::run(const RunLimit &limit) {
     const auto end = limit.seconds ? Clock::now() + std::chrono::seconds(*limit.seconds)
                                    : Clock::time_point::max();
     const auto scansDone = [&] {
@@ -23,8 +22,7 @@ void CommLoop::run(const RunLimit &limit)
         takeTurn();
 }
 
-void CommLoop::takeTurn()
-{
+void CommLoop::takeTurn() {
     m_parts.rest.wakeStations();
     const Protocol *request = m_parts.driver.ComCommunication();
     if (request == nullptr) {
@@ -35,8 +33,7 @@ void CommLoop::takeTurn()
     exchange(*request);
 }
 
-void CommLoop::exchange(const Protocol &request)
-{
+void CommLoop::exchange(const Protocol &request) {
     // The record is gone once the driver has its reply.
     const RW_VAR var = request.var;
     const int expected = request.replyLength;
@@ -55,8 +52,7 @@ void CommLoop::exchange(const Protocol &request)
     }
 }
 
-void CommLoop::account(const RW_VAR &var, Outcome outcome, bool gaveUp)
-{
+void CommLoop::account(const RW_VAR &var, Outcome outcome, bool gaveUp) {
     const bool good = outcome == Outcome::Good;
     m_parts.statistics.count(var.station, outcome, gaveUp);
     // The read half of a bit or byte write stays out of the image.
@@ -69,8 +65,7 @@ void CommLoop::account(const RW_VAR &var, Outcome outcome, bool gaveUp)
 }
 
 // With writes alone the driver pauses now and then, so the first time it is asked again at once.
-void CommLoop::idle()
-{
+void CommLoop::idle() {
     m_scans.nothingToRead();
     if (++m_idleTurns > 1)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -10,8 +10,8 @@ class Resolver {
 public:
     explicit Resolver(void *library) : m_library(library) {}
 
-    template <typename Function> void find(const char *name, Function *function)
-    {
+    template <typename Function>
+    void find(const char *name, Function *function) {
         // POSIX lets the address of a function come as a void pointer.
         *function = reinterpret_cast<Function>(::dlsym(m_library, name));
         if (*function == nullptr && m_missing.isEmpty())
@@ -25,8 +25,7 @@ private:
     QString m_missing; // the first name that is not there
 };
 
-QString findMissing(void *library, Driver *driver)
-{
+QString findMissing(void *library, Driver *driver) {
     Resolver resolver(library);
     resolver.find("SetComInfo", &driver->SetComInfo);
     resolver.find("RegistCallBackFuncIntf", &driver->RegistCallBackFuncIntf);
@@ -48,8 +47,7 @@ QString findMissing(void *library, Driver *driver)
 
 } // namespace
 
-QString loadDriver(const QString &path, Driver *driver)
-{
+QString loadDriver(const QString &path, Driver *driver) {
     void *library = ::dlopen(QFile::encodeName(path).constData(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr)
         return ::dlerror();

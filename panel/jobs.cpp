@@ -3,8 +3,7 @@
 #include "values.h"
 #include "watch.h"
 
-void Jobs::run()
-{
+void Jobs::run() {
     for (const Variable &variable : m_panel.variables) {
         if (variable.once && !variable.isBroadcast())
             readOnce(variable); // whether it worked is the watch's business
@@ -14,8 +13,7 @@ void Jobs::run()
     m_done = true;
 }
 
-bool Jobs::readOnce(const Variable &variable)
-{
+bool Jobs::readOnce(const Variable &variable) {
     RW_VAR request;
     request.ownerId = RequestLedger::OwnerId;
     request.itemId = m_ledger.open(variable.station);
@@ -30,8 +28,7 @@ bool Jobs::readOnce(const Variable &variable)
     return m_ledger.waitForEnd(itemId);
 }
 
-bool Jobs::write(const Variable &variable, const QByteArray &data)
-{
+bool Jobs::write(const Variable &variable, const QByteArray &data) {
     QString hostText = variable.name;
     QString addressText = variable.addressText;
     QByteArray bytes = data;
@@ -41,8 +38,7 @@ bool Jobs::write(const Variable &variable, const QByteArray &data)
     return m_ledger.waitForEnd(itemId);
 }
 
-void Jobs::carryOut(const WriteJob &job)
-{
+void Jobs::carryOut(const WriteJob &job) {
     const Variable &variable = m_panel.variables[job.variable];
     QString failure;
     if (!write(variable, job.data)) {
@@ -58,8 +54,7 @@ void Jobs::carryOut(const WriteJob &job)
     }
 }
 
-QString Jobs::compare(const Variable &variable, const QByteArray &written) const
-{
+QString Jobs::compare(const Variable &variable, const QByteArray &written) const {
     const QByteArray found = readValue(m_driver, variable);
     if (found == written)
         return {};

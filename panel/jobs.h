@@ -15,9 +15,7 @@ class Jobs {
 public:
     // All outlive the jobs.
     Jobs(const Driver &driver, const ComInfo &port, const PanelFile &panel, RequestLedger &ledger)
-        : m_driver(driver), m_port(port), m_panel(panel), m_ledger(ledger)
-    {
-    }
+        : m_driver(driver), m_port(port), m_panel(panel), m_ledger(ledger) {}
 
     // The thread's work; ends early once the ledger is closed.
     void run();

@@ -5,8 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-int JsonFields::integer(const char *key, Range range, std::optional<int> fallback) const
-{
+int JsonFields::integer(const char *key, Range range, std::optional<int> fallback) const {
     const QJsonValue found = typed(key, QJsonValue::Double, "a number", fallback.has_value());
     if (found.isUndefined())
         return fallback.value_or(range.low);
@@ -21,24 +20,20 @@ int JsonFields::integer(const char *key, Range range, std::optional<int> fallbac
     return static_cast<int>(number);
 }
 
-QString JsonFields::text(const char *key, const std::optional<QString> &fallback) const
-{
+QString JsonFields::text(const char *key, const std::optional<QString> &fallback) const {
     const QJsonValue found = typed(key, QJsonValue::String, "a text", fallback.has_value());
     return found.isUndefined() ? fallback.value_or(QString()) : found.toString();
 }
 
-bool JsonFields::flag(const char *key, bool fallback) const
-{
+bool JsonFields::flag(const char *key, bool fallback) const {
     return typed(key, QJsonValue::Bool, "true or false", true).toBool(fallback);
 }
 
-JsonFields JsonFields::object(const char *key) const
-{
+JsonFields JsonFields::object(const char *key) const {
     return {typed(key, QJsonValue::Object, "an object", true).toObject(), placeOf(key), m_error};
 }
 
-std::vector<JsonFields> JsonFields::objects(const char *key) const
-{
+std::vector<JsonFields> JsonFields::objects(const char *key) const {
     const QJsonArray array = typed(key, QJsonValue::Array, "a list", true).toArray();
     std::vector<JsonFields> found;
     for (int i = 0; i < array.size(); ++i) {
@@ -50,8 +45,7 @@ std::vector<JsonFields> JsonFields::objects(const char *key) const
     return found;
 }
 
-void JsonFields::allowOnly(std::initializer_list<const char *> keys) const
-{
+void JsonFields::allowOnly(std::initializer_list<const char *> keys) const {
     for (const QString &key : m_object.keys()) {
         const bool known = std::any_of(keys.begin(), keys.end(), [&key](const char *allowed) {
             return key == QLatin1String(allowed);
@@ -61,20 +55,17 @@ void JsonFields::allowOnly(std::initializer_list<const char *> keys) const
     }
 }
 
-void JsonFields::fail(const QString &key, const QString &reason) const
-{
+void JsonFields::fail(const QString &key, const QString &reason) const {
     if (!failed())
         *m_error = placeOf(key) + ": " + reason;
 }
 
-QString JsonFields::placeOf(const QString &key) const
-{
+QString JsonFields::placeOf(const QString &key) const {
     return m_place.isEmpty() ? key : m_place + '.' + key;
 }
 
 QJsonValue JsonFields::typed(const char *key, QJsonValue::Type type, const char *typeName,
-                             bool isOptional) const
-{
+                             bool isOptional) const {
     QJsonValue found = value(key);
     if (found.type() == type)
         return found;

@@ -20,9 +20,7 @@ class JsonFields {
 public:
     // `error` outlives the object and is empty as long as all is well.
     JsonFields(QJsonObject object, QString place, QString *error)
-        : m_object(std::move(object)), m_place(std::move(place)), m_error(error)
-    {
-    }
+        : m_object(std::move(object)), m_place(std::move(place)), m_error(error) {}
 
     // A field without a fallback must be there.
     int integer(const char *key, Range range, std::optional<int> fallback = {}) const;

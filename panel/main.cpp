@@ -15,20 +15,17 @@ enum ExitCode { AllHeld = 0, NotAllHeld = 1, WrongInput = 2, DeviceLost = 3 };
 std::atomic<bool> stopRequested{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "set by a signal handler");
 
-void stopOnSignals()
-{
+void stopOnSignals() {
     for (const int number : {SIGINT, SIGTERM})
         std::signal(number, [](int) { stopRequested = true; });
 }
 
-ExitCode complain(const QString &error, ExitCode code)
-{
+ExitCode complain(const QString &error, ExitCode code) {
     QTextStream(stderr) << "panel: " << error << '\n';
     return code;
 }
 
-ExitCode runPanel(const Driver &driver, const PanelFile &panel, const RunLimit &limit)
-{
+ExitCode runPanel(const Driver &driver, const PanelFile &panel, const RunLimit &limit) {
     SerialLine line(panel.port);
     const QString error = line.open();
     if (!error.isEmpty())
@@ -37,14 +34,14 @@ ExitCode runPanel(const Driver &driver, const PanelFile &panel, const RunLimit &
     const Summary summary = Runtime(driver, panel, line, stopRequested).run(limit);
     QTextStream(stdout) << summary.text;
     if (line.isGone())
-        return complain("gone while running: " + line.failure(), DeviceLost);
+        return complain(line.device() + ": gone while running", DeviceLost);
+    QTextStream(stdout) << (summary.allHeld ? "all held\n" : "NOT ALL HELD\n");
     return summary.allHeld ? AllHeld : NotAllHeld;
 }
 
 } // namespace
 
-int main(int argc, char **argv)
-{
+int main(int argc, char **argv) {
     const QCoreApplication application(argc, argv);
     QString error;
     const auto options = readOptions(QCoreApplication::arguments(), &error);

@@ -7,8 +7,7 @@ namespace {
 constexpr int MaxLimit = 1'000'000'000;
 
 QString readLimit(const QCommandLineParser &parser, const QString &option,
-                  std::optional<int> *limit)
-{
+                  std::optional<int> *limit) {
     if (!parser.isSet(option))
         return {};
     bool isNumber = false;
@@ -19,8 +18,7 @@ QString readLimit(const QCommandLineParser &parser, const QString &option,
     return {};
 }
 
-QString interpret(const QCommandLineParser &parser, Options *options)
-{
+QString interpret(const QCommandLineParser &parser, Options *options) {
     const QStringList files = parser.positionalArguments();
     if (files.size() != 1)
         return "expected one panel file, see --help";
@@ -37,8 +35,7 @@ QString interpret(const QCommandLineParser &parser, Options *options)
 
 } // namespace
 
-std::optional<Options> readOptions(const QStringList &arguments, QString *error)
-{
+std::optional<Options> readOptions(const QStringList &arguments, QString *error) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
         "Runs a panel file against a serial line, through a driver library loaded at run time.\n"

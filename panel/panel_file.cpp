@@ -13,18 +13,16 @@
 namespace {
 
 constexpr qint64 MaxFileBytes = 4 * 1024 * 1024;
-constexpr int Registers = 65536;       // that an address on the wire tells apart
-constexpr int HighAreaOffset = 5000;   // area 8 begins there
+constexpr int Registers = 65536;     // that an address on the wire tells apart
+constexpr int HighAreaOffset = 5000; // area 8 begins there
 constexpr Range Milliseconds{1, 60'000};
 constexpr Range MillisecondsOrNone{0, 60'000};
 
-LineParity readParity(const JsonFields &fields)
-{
+LineParity readParity(const JsonFields &fields) {
     const struct {
         const char *name;
         LineParity parity;
-    } names[] = {
-        {"none", LineParity::None}, {"odd", LineParity::Odd}, {"even", LineParity::Even}};
+    } names[] = {{"none", LineParity::None}, {"odd", LineParity::Odd}, {"even", LineParity::Even}};
     const QString text = fields.text("parity", "even");
     for (const auto &entry : names) {
         if (text == entry.name)
@@ -34,8 +32,7 @@ LineParity readParity(const JsonFields &fields)
     return LineParity::None;
 }
 
-PortSettings readPort(const JsonFields &fields)
-{
+PortSettings readPort(const JsonFields &fields) {
     fields.allowOnly({"device", "baudRate", "parity", "stopBits", "responseTimeoutMs",
                       "byteTimeoutMs", "quietAfterFailureMs", "broadcastDelayMs",
                       "restAfterGiveUpSeconds"});
@@ -54,8 +51,7 @@ PortSettings readPort(const JsonFields &fields)
     return port;
 }
 
-Display readDisplay(const JsonFields &fields, const Variable &variable)
-{
+Display readDisplay(const JsonFields &fields, const Variable &variable) {
     const QString name = fields.text("format");
     Display display = Display::Unsigned;
     const FormatMatch match = findFormat(name, variable.width().bits, &display);
@@ -71,8 +67,7 @@ Display readDisplay(const JsonFields &fields, const Variable &variable)
 }
 
 // Stricter than the driver, which takes any text with a dot for a bit.
-void readAddress(const JsonFields &fields, Variable *variable)
-{
+void readAddress(const JsonFields &fields, Variable *variable) {
     static const QRegularExpression bitAddress("^(\\d{1,6})\\.([0-7])$");
     static const QRegularExpression plainAddress("^(\\d{1,6})$");
     const bool isBit = variable->width().bits == 1;
@@ -93,10 +88,8 @@ void readAddress(const JsonFields &fields, Variable *variable)
         fields.fail("address", "beyond the last register of the area");
 }
 
-Variable readVariable(const JsonFields &fields, bool once)
-{
-    fields.allowOnly(
-        {"name", "station", "registerType", "address", "count", "format", "moves"});
+Variable readVariable(const JsonFields &fields, bool once) {
+    fields.allowOnly({"name", "station", "registerType", "address", "count", "format", "moves"});
     Variable variable;
     variable.once = once;
     variable.name = fields.text("name");
@@ -111,15 +104,13 @@ Variable readVariable(const JsonFields &fields, bool once)
     return variable;
 }
 
-auto findByName(const std::vector<Variable> &variables, const QString &name)
-{
+auto findByName(const std::vector<Variable> &variables, const QString &name) {
     return std::find_if(variables.begin(), variables.end(),
                         [&name](const Variable &variable) { return variable.name == name; });
 }
 
 void readVariables(const JsonFields &top, const char *key, bool once,
-                   std::vector<Variable> *variables)
-{
+                   std::vector<Variable> *variables) {
     for (const JsonFields &fields : top.objects(key)) {
         Variable variable = readVariable(fields, once);
         if (findByName(*variables, variable.name) != variables->end())
@@ -129,8 +120,7 @@ void readVariables(const JsonFields &top, const char *key, bool once,
 }
 
 // Every write travels in one request, so that it is acknowledged once.
-void checkWritable(const JsonFields &fields, const Variable &variable, int blockLimit)
-{
+void checkWritable(const JsonFields &fields, const Variable &variable, int blockLimit) {
     const int most = std::min(variable.width().maxWrite, blockLimit);
     if (variable.isReadOnly()) {
         fields.fail("variable", QString("\"%1\" is in the input area").arg(variable.name));
@@ -141,8 +131,7 @@ void checkWritable(const JsonFields &fields, const Variable &variable, int block
     }
 }
 
-WriteJob readWrite(const JsonFields &fields, const PanelFile &panel)
-{
+WriteJob readWrite(const JsonFields &fields, const PanelFile &panel) {
     fields.allowOnly({"variable", "value"});
     const QString name = fields.text("variable");
     const auto found = findByName(panel.variables, name);
@@ -159,8 +148,7 @@ WriteJob readWrite(const JsonFields &fields, const PanelFile &panel)
     return job;
 }
 
-PanelFile readPanel(const JsonFields &top)
-{
+PanelFile readPanel(const JsonFields &top) {
     top.allowOnly({"port", "blockLimit", "retryLimit", "variables", "onceReads", "writes"});
     PanelFile panel;
     panel.port = readPort(top.object("port"));
@@ -175,8 +163,7 @@ PanelFile readPanel(const JsonFields &top)
     return panel;
 }
 
-QString lineAndColumn(const QByteArray &text, int offset)
-{
+QString lineAndColumn(const QByteArray &text, int offset) {
     const QByteArray before = text.left(offset);
     return QString("line %1, column %2")
         .arg(before.count('\n') + 1)
@@ -185,8 +172,7 @@ QString lineAndColumn(const QByteArray &text, int offset)
 
 } // namespace
 
-std::optional<PanelFile> parsePanel(const QByteArray &json, QString *error)
-{
+std::optional<PanelFile> parsePanel(const QByteArray &json, QString *error) {
     QJsonParseError syntax;
     const QJsonDocument document = QJsonDocument::fromJson(json, &syntax);
     if (syntax.error != QJsonParseError::NoError) {
@@ -202,8 +188,7 @@ std::optional<PanelFile> parsePanel(const QByteArray &json, QString *error)
     return error->isEmpty() ? std::optional(std::move(panel)) : std::nullopt;
 }
 
-std::optional<PanelFile> readPanelFile(const QString &path, QString *error)
-{
+std::optional<PanelFile> readPanelFile(const QString &path, QString *error) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         *error = path + ": " + file.errorString();

@@ -17,10 +17,10 @@ struct PortSettings {
     int baudRate = 0;
     LineParity parity = LineParity::None;
     int stopBits = 0;
-    int responseTimeoutMs = 0;    // until the first byte of a reply
-    int byteTimeoutMs = 0;        // silence after a byte that ends a reply
-    int quietAfterFailureMs = 0;  // silence before the next request after a failure
-    int broadcastDelayMs = 0;     // what the stations get to carry out a broadcast
+    int responseTimeoutMs = 0;      // until the first byte of a reply
+    int byteTimeoutMs = 0;          // silence after a byte that ends a reply
+    int quietAfterFailureMs = 0;    // silence before the next request after a failure
+    int broadcastDelayMs = 0;       // what the stations get to carry out a broadcast
     int restAfterGiveUpSeconds = 0; // how long a station that does not answer is left alone
 };
 

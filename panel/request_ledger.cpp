@@ -1,15 +1,13 @@
 #include "request_ledger.h"
 
-int RequestLedger::open(int station)
-{
+int RequestLedger::open(int station) {
     const std::lock_guard lock(m_mutex);
     const bool hopeless = m_closed || m_stationsOff.count(station) != 0;
     m_entries[++m_lastItemId] = {station, hopeless ? State::Failed : State::Waiting};
     return m_lastItemId;
 }
 
-bool RequestLedger::waitForEnd(int itemId)
-{
+bool RequestLedger::waitForEnd(int itemId) {
     std::unique_lock lock(m_mutex);
     m_changed.wait(lock, [&] { return m_entries.at(itemId).state != State::Waiting; });
     const bool answered = m_entries.at(itemId).state == State::Answered;
@@ -17,8 +15,7 @@ bool RequestLedger::waitForEnd(int itemId)
     return answered;
 }
 
-int RequestLedger::finished(void *context, int ownerId, int itemId, int status)
-{
+int RequestLedger::finished(void *context, int ownerId, int itemId, int status) {
     auto *ledger = static_cast<RequestLedger *>(context);
     const std::lock_guard lock(ledger->m_mutex);
     const auto entry = ledger->m_entries.find(itemId);
@@ -30,8 +27,7 @@ int RequestLedger::finished(void *context, int ownerId, int itemId, int status)
     return 0;
 }
 
-void RequestLedger::stationOff(int station)
-{
+void RequestLedger::stationOff(int station) {
     const std::lock_guard lock(m_mutex);
     m_stationsOff.insert(station);
     for (auto &[itemId, entry] : m_entries) {
@@ -41,14 +37,12 @@ void RequestLedger::stationOff(int station)
     m_changed.notify_all();
 }
 
-void RequestLedger::stationOn(int station)
-{
+void RequestLedger::stationOn(int station) {
     const std::lock_guard lock(m_mutex);
     m_stationsOff.erase(station);
 }
 
-void RequestLedger::close()
-{
+void RequestLedger::close() {
     const std::lock_guard lock(m_mutex);
     m_closed = true;
     for (auto &[itemId, entry] : m_entries) {

@@ -22,12 +22,9 @@ Runtime::Runtime(const Driver &driver, const PanelFile &panel, SerialLine &line,
       m_watch(driver, panel.variables),
       m_rest(driver, m_ledger, std::chrono::seconds(panel.port.restAfterGiveUpSeconds)),
       m_jobs(driver, m_port, panel, m_ledger), m_screen(driver, panel, m_watch, m_statistics),
-      m_loop({driver, m_port, line, m_statistics, m_watch, m_rest, m_jobs.done(), stopRequested})
-{
-}
+      m_loop({driver, m_port, line, m_statistics, m_watch, m_rest, m_jobs.done(), stopRequested}) {}
 
-Summary Runtime::run(const RunLimit &limit)
-{
+Summary Runtime::run(const RunLimit &limit) {
     setUpDriver();
     registerPolledVariables();
     std::thread screen([this] { m_screen.run(); });
@@ -41,8 +38,7 @@ Summary Runtime::run(const RunLimit &limit)
     return summarise(m_panel, m_statistics, m_watch, m_jobs);
 }
 
-void Runtime::setUpDriver()
-{
+void Runtime::setUpDriver() {
     m_port.blockLimit = m_panel.blockLimit;
     m_port.retryLimit = m_panel.retryLimit;
     m_port.useVarStation = 1;
@@ -55,8 +51,7 @@ void Runtime::setUpDriver()
     m_driver.FlashLocalRegister(localBits.data(), localWords.data(), localThird.data());
 }
 
-void Runtime::registerPolledVariables()
-{
+void Runtime::registerPolledVariables() {
     QList<VARDEF> definitions;
     for (const Variable &variable : m_panel.variables) {
         if (variable.once || variable.isBroadcast())

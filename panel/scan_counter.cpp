@@ -6,8 +6,7 @@ constexpr int CyclicItemId = -1; // the driver's own, for what it polls
 
 } // namespace
 
-void ScanCounter::finished(const RW_VAR &var)
-{
+void ScanCounter::finished(const RW_VAR &var) {
     if (var.itemId != CyclicItemId)
         return;
     const std::tuple request(var.station, var.regType, var.address);
@@ -17,8 +16,7 @@ void ScanCounter::finished(const RW_VAR &var)
     m_seen = {request};
 }
 
-void ScanCounter::nothingToRead()
-{
+void ScanCounter::nothingToRead() {
     ++m_scans;
     m_seen.clear();
 }

@@ -23,8 +23,7 @@ const char *const TopLeft = "\x1b[H";
 const char *const EndLine = "\x1b[K\n";
 const char *const ClearBelow = "\x1b[J";
 
-int terminalRows()
-{
+int terminalRows() {
     winsize size{};
     const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0;
     return known ? size.ws_row : DefaultRows;
@@ -35,33 +34,27 @@ int terminalRows()
 Screen::Screen(const Driver &driver, const PanelFile &panel, const Watch &watch,
                const Statistics &statistics)
     : m_driver(driver), m_panel(panel), m_watch(watch), m_statistics(statistics),
-      m_isTerminal(::isatty(STDOUT_FILENO) == 1), m_shown(panel.variables.size(), NotRead)
-{
-}
+      m_isTerminal(::isatty(STDOUT_FILENO) == 1), m_shown(panel.variables.size(), NotRead) {}
 
-void Screen::run()
-{
+void Screen::run() {
     do
         show();
     while (!waitForStop());
     show();
 }
 
-void Screen::stop()
-{
+void Screen::stop() {
     const std::lock_guard lock(m_mutex);
     m_stopped = true;
     m_wake.notify_all();
 }
 
-bool Screen::waitForStop()
-{
+bool Screen::waitForStop() {
     std::unique_lock lock(m_mutex);
     return m_wake.wait_for(lock, Refresh, [this] { return m_stopped; });
 }
 
-void Screen::show()
-{
+void Screen::show() {
     const std::vector<QString> values = readAll();
     if (m_isTerminal) {
         showTable(values);
@@ -70,8 +63,7 @@ void Screen::show()
     }
 }
 
-std::vector<QString> Screen::readAll() const
-{
+std::vector<QString> Screen::readAll() const {
     std::vector<QString> values;
     for (size_t i = 0; i < m_panel.variables.size(); ++i) {
         const Variable &variable = m_panel.variables[i];
@@ -81,8 +73,7 @@ std::vector<QString> Screen::readAll() const
     return values;
 }
 
-void Screen::showTable(const std::vector<QString> &values) const
-{
+void Screen::showTable(const std::vector<QString> &values) const {
     const auto rows = static_cast<size_t>(std::max(1, terminalRows() - OtherRows));
     const size_t shown = std::min(values.size(), rows);
     QTextStream out(stdout);
@@ -97,8 +88,7 @@ void Screen::showTable(const std::vector<QString> &values) const
     out << countsText(m_statistics.total()) << EndLine << ClearBelow;
 }
 
-void Screen::showChanges(const std::vector<QString> &values)
-{
+void Screen::showChanges(const std::vector<QString> &values) {
     QTextStream out(stdout);
     for (size_t i = 0; i < values.size(); ++i) {
         if (values[i] != m_shown[i])

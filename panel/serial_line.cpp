@@ -18,23 +18,19 @@ constexpr int SendTimeoutMs = 1000;
 // A line that never falls silent must not hold the panel for ever.
 constexpr int MaxQuietWaits = 10;
 
-microseconds characterTime(int baudRate)
-{
+microseconds characterTime(int baudRate) {
     return microseconds(1'000'000LL * BitsPerCharacter / baudRate + 1);
 }
 
-microseconds silence(int baudRate)
-{
+microseconds silence(int baudRate) {
     return baudRate > FastBaudRate ? FastSilence : characterTime(baudRate) * 7 / 2;
 }
 
-int wholeMilliseconds(microseconds time)
-{
+int wholeMilliseconds(microseconds time) {
     return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(time).count());
 }
 
-QSerialPort::Parity portParity(LineParity parity)
-{
+QSerialPort::Parity portParity(LineParity parity) {
     switch (parity) {
     case LineParity::Odd:
         return QSerialPort::OddParity;
@@ -50,24 +46,19 @@ QSerialPort::Parity portParity(LineParity parity)
 
 SerialLine::SerialLine(const PortSettings &settings)
     : m_settings(settings), m_characterTime(characterTime(settings.baudRate)),
-      m_silence(silence(settings.baudRate))
-{
-}
+      m_silence(silence(settings.baudRate)) {}
 
-QString SerialLine::open()
-{
+QString SerialLine::open() {
     m_port.setPortName(m_settings.device);
     m_port.setBaudRate(m_settings.baudRate);
     m_port.setParity(portParity(m_settings.parity));
     m_port.setStopBits(m_settings.stopBits == 2 ? QSerialPort::TwoStop : QSerialPort::OneStop);
-    if (!m_port.open(QIODevice::ReadWrite))
-        noteFailure();
+    m_gone = !m_port.open(QIODevice::ReadWrite);
     m_lastByte = Clock::now();
-    return m_failure;
+    return m_gone ? m_settings.device + ": " + m_port.errorString() : QString();
 }
 
-QByteArray SerialLine::exchange(const QByteArray &request, int replyLength)
-{
+QByteArray SerialLine::exchange(const QByteArray &request, int replyLength) {
     keepSilence();
     send(request);
     if (isGone())
@@ -79,16 +70,14 @@ QByteArray SerialLine::exchange(const QByteArray &request, int replyLength)
     return receive(request.size(), replyLength);
 }
 
-void SerialLine::waitUntilQuiet()
-{
+void SerialLine::waitUntilQuiet() {
     for (int i = 0; i < MaxQuietWaits && waitForBytes(m_settings.quietAfterFailureMs); ++i)
         dropPending();
 }
 
 // The silence that ends a frame, counted from the last byte that anyone sent; what comes in
 // meanwhile belongs to no request.
-void SerialLine::keepSilence()
-{
+void SerialLine::keepSilence() {
     for (int i = 0; i < MaxQuietWaits; ++i) {
         std::this_thread::sleep_until(m_lastByte + m_silence);
         if (!dropPending())
@@ -96,16 +85,14 @@ void SerialLine::keepSilence()
     }
 }
 
-void SerialLine::send(const QByteArray &request)
-{
+void SerialLine::send(const QByteArray &request) {
     m_port.write(request);
     if (!m_port.waitForBytesWritten(SendTimeoutMs))
         noteFailure();
     m_lastByte = Clock::now() + m_characterTime * request.size();
 }
 
-QByteArray SerialLine::receive(int requestLength, int replyLength)
-{
+QByteArray SerialLine::receive(int requestLength, int replyLength) {
     const int most = replyLength < 0 ? MaxFrame : replyLength;
     // The port takes a request at once, the line needs its time to carry it.
     const int onTheWay = wholeMilliseconds(m_characterTime * requestLength);
@@ -119,8 +106,7 @@ QByteArray SerialLine::receive(int requestLength, int replyLength)
 }
 
 // Whether there is a byte to read before the timeout is over.
-bool SerialLine::waitForBytes(int timeoutMs)
-{
+bool SerialLine::waitForBytes(int timeoutMs) {
     const bool arrived = m_port.bytesAvailable() > 0 || m_port.waitForReadyRead(timeoutMs);
     if (arrived) {
         m_lastByte = Clock::now();
@@ -130,8 +116,7 @@ bool SerialLine::waitForBytes(int timeoutMs)
     return arrived && !isGone();
 }
 
-bool SerialLine::dropPending()
-{
+bool SerialLine::dropPending() {
     const bool pending = waitForBytes(0);
     if (pending)
         m_port.clear(QSerialPort::Input);
@@ -139,10 +124,8 @@ bool SerialLine::dropPending()
 }
 
 // A timeout is part of the day's work, any other error means that the device is gone.
-void SerialLine::noteFailure()
-{
+void SerialLine::noteFailure() {
     const QSerialPort::SerialPortError error = m_port.error();
-    if (error != QSerialPort::NoError && error != QSerialPort::TimeoutError && !isGone())
-        m_failure = m_settings.device + ": " + m_port.errorString();
+    m_gone = m_gone || (error != QSerialPort::NoError && error != QSerialPort::TimeoutError);
     m_port.clearError();
 }

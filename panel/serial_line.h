@@ -24,9 +24,9 @@ public:
     // After a failed exchange: lets late bytes pass, so that they are not taken for the next reply.
     void waitUntilQuiet();
 
-    bool isGone() const { return !m_failure.isEmpty(); }
-    // Why the line is gone, in one line.
-    const QString &failure() const { return m_failure; }
+    // The device failed other than by a timeout: nothing more comes from it.
+    bool isGone() const { return m_gone; }
+    const QString &device() const { return m_settings.device; }
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -43,5 +43,5 @@ private:
     std::chrono::microseconds m_silence; // between the end of a frame and the next one
     Clock::time_point m_lastByte;
     QSerialPort m_port;
-    QString m_failure;
+    bool m_gone = false;
 };

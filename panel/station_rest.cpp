@@ -8,8 +8,7 @@ constexpr int On = 1;
 
 } // namespace
 
-void StationRest::switchOff(int station)
-{
+void StationRest::switchOff(int station) {
     if (m_time.count() == 0)
         return;
     m_wakeAt[station] = Clock::now() + m_time;
@@ -17,8 +16,7 @@ void StationRest::switchOff(int station)
     m_ledger.stationOff(station);
 }
 
-void StationRest::wakeStations()
-{
+void StationRest::wakeStations() {
     const auto now = Clock::now();
     for (auto place = m_wakeAt.begin(); place != m_wakeAt.end();) {
         if (now < place->second) {

@@ -12,9 +12,7 @@ class StationRest {
 public:
     // Driver and ledger outlive it; a time of 0 never switches a station off.
     StationRest(const Driver &driver, RequestLedger &ledger, std::chrono::seconds time)
-        : m_driver(driver), m_ledger(ledger), m_time(time)
-    {
-    }
+        : m_driver(driver), m_ledger(ledger), m_time(time) {}
 
     void switchOff(int station);
     // Switches the stations on again whose time is over.

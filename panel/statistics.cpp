@@ -7,22 +7,19 @@ namespace {
 constexpr int ExceptionLength = 5;
 constexpr int ExceptionFlag = 0x80;
 
-bool isException(const QByteArray &reply)
-{
+bool isException(const QByteArray &reply) {
     return reply.size() == ExceptionLength && (static_cast<uchar>(reply[1]) & ExceptionFlag) != 0;
 }
 
 } // namespace
 
-void ExchangeCounts::add(Outcome outcome, bool gaveUp)
-{
+void ExchangeCounts::add(Outcome outcome, bool gaveUp) {
     ++exchanges;
     ++outcomes.at(static_cast<size_t>(outcome));
     givenUp += gaveUp ? 1 : 0;
 }
 
-Outcome judgeReply(const QByteArray &reply, int expectedLength, bool accepted)
-{
+Outcome judgeReply(const QByteArray &reply, int expectedLength, bool accepted) {
     if (accepted)
         return Outcome::Good;
     if (reply.isEmpty())
@@ -32,8 +29,7 @@ Outcome judgeReply(const QByteArray &reply, int expectedLength, bool accepted)
     return reply.size() == expectedLength ? Outcome::Invalid : Outcome::WrongLength;
 }
 
-QString countsText(const ExchangeCounts &counts)
-{
+QString countsText(const ExchangeCounts &counts) {
     const struct {
         Outcome outcome;
         const char *name;
@@ -52,20 +48,17 @@ QString countsText(const ExchangeCounts &counts)
     return text;
 }
 
-void Statistics::count(int station, Outcome outcome, bool gaveUp)
-{
+void Statistics::count(int station, Outcome outcome, bool gaveUp) {
     const std::lock_guard lock(m_mutex);
     m_counts[station].add(outcome, gaveUp);
 }
 
-std::map<int, ExchangeCounts> Statistics::byStation() const
-{
+std::map<int, ExchangeCounts> Statistics::byStation() const {
     const std::lock_guard lock(m_mutex);
     return m_counts;
 }
 
-ExchangeCounts Statistics::total() const
-{
+ExchangeCounts Statistics::total() const {
     ExchangeCounts sum;
     for (const auto &[station, counts] : byStation()) {
         sum.exchanges += counts.exchanges;

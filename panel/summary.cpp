@@ -9,8 +9,7 @@ struct Tally {
     int held = 0;
     QStringList left;
 
-    void add(const QString &name, bool holds)
-    {
+    void add(const QString &name, bool holds) {
         held += holds ? 1 : 0;
         if (!holds)
             left += name;
@@ -18,24 +17,21 @@ struct Tally {
     int all() const { return held + left.size(); }
 };
 
-QString exchangeLines(const Statistics &statistics)
-{
+QString exchangeLines(const Statistics &statistics) {
     QString text = countsText(statistics.total()) + '\n';
     for (const auto &[station, counts] : statistics.byStation())
         text += QString("  station %1: %2\n").arg(station).arg(countsText(counts));
     return text;
 }
 
-QString namesLine(const char *what, const QStringList &names)
-{
+QString namesLine(const char *what, const QStringList &names) {
     return names.isEmpty() ? QString() : QString("%1: %2\n").arg(what, names.join(", "));
 }
 
 } // namespace
 
 Summary summarise(const PanelFile &panel, const Statistics &statistics, const Watch &watch,
-                  const Jobs &jobs)
-{
+                  const Jobs &jobs) {
     Tally read;
     Tally moved;
     for (size_t i = 0; i < panel.variables.size(); ++i) {
@@ -47,8 +43,7 @@ Summary summarise(const PanelFile &panel, const Statistics &statistics, const Wa
             moved.add(variable.name, watch.hasMoved(i));
     }
     const auto writes = static_cast<int>(panel.writes.size());
-    const bool allHeld =
-        read.left.isEmpty() && moved.left.isEmpty() && jobs.writesHeld() == writes;
+    const bool allHeld = read.left.isEmpty() && moved.left.isEmpty() && jobs.writesHeld() == writes;
 
     QString text = exchangeLines(statistics);
     text += QString("variables: %1 of %2 read, %3 of %4 moved; writes: %5 of %6 held\n")
@@ -61,5 +56,5 @@ Summary summarise(const PanelFile &panel, const Statistics &statistics, const Wa
     text += namesLine("not read", read.left) + namesLine("did not move", moved.left);
     for (const QString &failure : jobs.failures())
         text += failure + '\n';
-    return {text + (allHeld ? "all held\n" : "NOT ALL HELD\n"), allHeld};
+    return {text, allHeld};
 }

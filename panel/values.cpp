@@ -10,8 +10,7 @@ namespace {
 // Beyond it a JSON number, which is a double, no longer tells neighbours apart.
 constexpr double MaxExactNumber = 9007199254740992.0;
 
-quint64 elementAt(const Variable &variable, const QByteArray &data, int index)
-{
+quint64 elementAt(const Variable &variable, const QByteArray &data, int index) {
     const ElementWidth &width = variable.width();
     quint64 bits = 0;
     for (int i = width.valueBytes - 1; i >= 0; --i) {
@@ -22,35 +21,32 @@ quint64 elementAt(const Variable &variable, const QByteArray &data, int index)
     return bits;
 }
 
-void putElement(const Variable &variable, int index, quint64 bits, QByteArray *data)
-{
+void putElement(const Variable &variable, int index, quint64 bits, QByteArray *data) {
     const ElementWidth &width = variable.width();
     for (int i = 0; i < width.valueBytes; ++i)
         (*data)[index * width.hostBytes + i] = static_cast<char>(bits >> (8 * i) & 0xFFU);
 }
 
-template <typename Value> Value bitsAs(quint64 bits)
-{
+template <typename Value>
+Value bitsAs(quint64 bits) {
     Value value;
     std::memcpy(&value, &bits, sizeof value);
     return value;
 }
 
-template <typename Value> quint64 asBits(Value value)
-{
+template <typename Value>
+quint64 asBits(Value value) {
     quint64 bits = 0;
     std::memcpy(&bits, &value, sizeof value);
     return bits;
 }
 
-qint64 signedValue(quint64 bits, int width)
-{
+qint64 signedValue(quint64 bits, int width) {
     const quint64 sign = quint64(1) << (width - 1);
     return static_cast<qint64>((bits ^ sign) - sign);
 }
 
-QString elementText(const Variable &variable, quint64 bits)
-{
+QString elementText(const Variable &variable, quint64 bits) {
     const int width = variable.width().bits;
     switch (variable.display) {
     case Display::Signed:
@@ -69,8 +65,7 @@ QString elementText(const Variable &variable, quint64 bits)
 }
 
 // Characters in the order of the bytes, up to the first zero.
-QString characters(const Variable &variable, const QByteArray &data)
-{
+QString characters(const Variable &variable, const QByteArray &data) {
     QString text;
     for (int i = 0; i < variable.count; ++i) {
         quint64 bits = elementAt(variable, data, i);
@@ -84,8 +79,7 @@ QString characters(const Variable &variable, const QByteArray &data)
     return text;
 }
 
-bool parseSigned(const QString &text, int width, quint64 *bits)
-{
+bool parseSigned(const QString &text, int width, quint64 *bits) {
     bool isNumber = false;
     const qint64 number = text.toLongLong(&isNumber);
     *bits = static_cast<quint64>(number);
@@ -93,22 +87,19 @@ bool parseSigned(const QString &text, int width, quint64 *bits)
     return isNumber && signedValue(kept, width) == number;
 }
 
-bool parseUnsigned(const QString &text, int width, int base, quint64 *bits)
-{
+bool parseUnsigned(const QString &text, int width, int base, quint64 *bits) {
     bool isNumber = false;
     *bits = text.toULongLong(&isNumber, base);
     return isNumber && (width == 64 || *bits >> width == 0);
 }
 
-bool parseFloat(const QString &text, int width, quint64 *bits)
-{
+bool parseFloat(const QString &text, int width, quint64 *bits) {
     bool isNumber = false;
     *bits = width == 32 ? asBits(text.toFloat(&isNumber)) : asBits(text.toDouble(&isNumber));
     return isNumber;
 }
 
-bool parseElement(const Variable &variable, const QString &text, quint64 *bits)
-{
+bool parseElement(const Variable &variable, const QString &text, quint64 *bits) {
     const int width = variable.width().bits;
     switch (variable.display) {
     case Display::Signed:
@@ -126,16 +117,14 @@ bool parseElement(const Variable &variable, const QString &text, quint64 *bits)
 }
 
 // A JSON number is a double: whole ones are written out without an exponent.
-QString elementText(const QJsonValue &value)
-{
+QString elementText(const QJsonValue &value) {
     if (value.isBool())
         return value.toBool() ? "1" : "0";
     return value.isDouble() ? QString::number(value.toDouble(), 'g', 17) : value.toString();
 }
 
 QString encodeElement(const Variable &variable, int index, const QJsonValue &value,
-                      QByteArray *data)
-{
+                      QByteArray *data) {
     if (variable.display != Display::Float && std::abs(value.toDouble()) > MaxExactNumber)
         return "too large for a JSON number: write it as a text";
     quint64 bits = 0;
@@ -146,8 +135,7 @@ QString encodeElement(const Variable &variable, int index, const QJsonValue &val
     return {};
 }
 
-QString encodeText(const Variable &variable, const QJsonValue &value, QByteArray *data)
-{
+QString encodeText(const Variable &variable, const QJsonValue &value, QByteArray *data) {
     const QByteArray text = value.toString().toLatin1();
     const int perElement = variable.width().valueBytes;
     if (!value.isString() || text.size() > variable.count * perElement)
@@ -159,8 +147,7 @@ QString encodeText(const Variable &variable, const QJsonValue &value, QByteArray
 
 } // namespace
 
-QString valueText(const Variable &variable, const QByteArray &data)
-{
+QString valueText(const Variable &variable, const QByteArray &data) {
     if (variable.display == Display::Text)
         return characters(variable, data);
     QStringList texts;
@@ -169,8 +156,7 @@ QString valueText(const Variable &variable, const QByteArray &data)
     return texts.join(' ');
 }
 
-QString encodeValue(const Variable &variable, const QJsonValue &value, QByteArray *data)
-{
+QString encodeValue(const Variable &variable, const QJsonValue &value, QByteArray *data) {
     *data = QByteArray(variable.count * variable.width().hostBytes, '\0');
     if (variable.display == Display::Text)
         return encodeText(variable, value, data);

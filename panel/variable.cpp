@@ -20,23 +20,32 @@ struct Format {
 };
 
 constexpr std::array<Format, 17> Formats{{
-    {"bit", Display::Bit, 1},          {"int8", Display::Signed, 8},
-    {"int16", Display::Signed, 16},    {"int32", Display::Signed, 32},
-    {"int64", Display::Signed, 64},    {"uint8", Display::Unsigned, 8},
-    {"uint16", Display::Unsigned, 16}, {"uint32", Display::Unsigned, 32},
-    {"uint64", Display::Unsigned, 64}, {"float", Display::Float, 32},
-    {"float", Display::Float, 64},     {"hex", Display::Hex, 8},
-    {"hex", Display::Hex, 16},         {"hex", Display::Hex, 32},
-    {"hex", Display::Hex, 64},         {"text", Display::Text, 8},
+    {"bit", Display::Bit, 1},
+    {"int8", Display::Signed, 8},
+    {"int16", Display::Signed, 16},
+    {"int32", Display::Signed, 32},
+    {"int64", Display::Signed, 64},
+    {"uint8", Display::Unsigned, 8},
+    {"uint16", Display::Unsigned, 16},
+    {"uint32", Display::Unsigned, 32},
+    {"uint64", Display::Unsigned, 64},
+    {"float", Display::Float, 32},
+    {"float", Display::Float, 64},
+    {"hex", Display::Hex, 8},
+    {"hex", Display::Hex, 16},
+    {"hex", Display::Hex, 32},
+    {"hex", Display::Hex, 64},
+    {"text", Display::Text, 8},
     {"text", Display::Text, 16},
 }};
 
 } // namespace
 
-const ElementWidth &Variable::width() const { return Widths.at(static_cast<size_t>(regType / 3)); }
+const ElementWidth &Variable::width() const {
+    return Widths.at(static_cast<size_t>(regType / 3));
+}
 
-RegisterSpan Variable::span() const
-{
+RegisterSpan Variable::span() const {
     constexpr int RegisterBits = 16;
     const int bits = width().bits;
     const int firstBit = address * bits;
@@ -46,8 +55,7 @@ RegisterSpan Variable::span() const
     return {station, regType % 3 + 6, first, end - first};
 }
 
-FormatMatch findFormat(const QString &name, int bits, Display *display)
-{
+FormatMatch findFormat(const QString &name, int bits, Display *display) {
     FormatMatch match{false, false};
     for (const Format &format : Formats) {
         if (name != format.name)

@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-QByteArray readValue(const Driver &driver, const Variable &variable)
-{
+QByteArray readValue(const Driver &driver, const Variable &variable) {
     QByteArray data;
     QString hostText;
     driver.GetRegisterData(&hostText, variable.regType, variable.addressText, variable.station,
@@ -12,19 +11,16 @@ QByteArray readValue(const Driver &driver, const Variable &variable)
 }
 
 Watch::Watch(const Driver &driver, const std::vector<Variable> &variables)
-    : m_driver(driver), m_variables(variables), m_progress(variables.size())
-{
+    : m_driver(driver), m_variables(variables), m_progress(variables.size()) {
     for (size_t i = 0; i < variables.size(); ++i)
         m_progress[i].covered.resize(static_cast<size_t>(variables[i].span().count));
 }
 
-void Watch::registersRead(const RegisterSpan &registers)
-{
+void Watch::registersRead(const RegisterSpan &registers) {
     const std::lock_guard lock(m_mutex);
     for (size_t i = 0; i < m_variables.size(); ++i) {
         const RegisterSpan wanted = m_variables[i].span();
-        const bool touched = wanted.station == registers.station &&
-                             wanted.area == registers.area &&
+        const bool touched = wanted.station == registers.station && wanted.area == registers.area &&
                              wanted.first < registers.first + registers.count &&
                              registers.first < wanted.first + wanted.count;
         if (!touched)
@@ -34,8 +30,7 @@ void Watch::registersRead(const RegisterSpan &registers)
     }
 }
 
-void Watch::cover(const RegisterSpan &wanted, const RegisterSpan &brought, Progress *progress)
-{
+void Watch::cover(const RegisterSpan &wanted, const RegisterSpan &brought, Progress *progress) {
     for (int i = 0; i < wanted.count && !progress->read; ++i) {
         const int position = wanted.first + i;
         if (position >= brought.first && position < brought.first + brought.count)
@@ -43,8 +38,7 @@ void Watch::cover(const RegisterSpan &wanted, const RegisterSpan &brought, Progr
     }
 }
 
-void Watch::update(const Variable &variable, Progress *progress) const
-{
+void Watch::update(const Variable &variable, Progress *progress) const {
     const auto &covered = progress->covered;
     if (progress->moved || !std::all_of(covered.begin(), covered.end(), [](bool b) { return b; }))
         return;
@@ -55,14 +49,12 @@ void Watch::update(const Variable &variable, Progress *progress) const
     progress->moved = value != progress->firstValue;
 }
 
-bool Watch::wasRead(size_t variable) const
-{
+bool Watch::wasRead(size_t variable) const {
     const std::lock_guard lock(m_mutex);
     return m_progress.at(variable).read;
 }
 
-bool Watch::hasMoved(size_t variable) const
-{
+bool Watch::hasMoved(size_t variable) const {
     const std::lock_guard lock(m_mutex);
     return m_progress.at(variable).moved;
 }

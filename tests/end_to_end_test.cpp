@@ -1,0 +1,157 @@
+// The real programs against each other: the panel loads the driver by path and talks to the
+// simulated PLC over a pseudo-terminal.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+namespace {
+
+// Long enough for any machine: it only ends a test that hangs.
+constexpr int PatienceMs = 60'000;
+
+struct Outcome {
+    int exitCode;
+    QString output;
+    QString errors;
+};
+
+class EndToEnd : public ::testing::Test {
+protected:
+    void startPlc(const QStringList &arguments = {}) {
+        m_plc.start(PLCSIM_PROGRAM, QStringList{"--link", device()} + arguments);
+        ASSERT_TRUE(m_plc.waitForReadyRead(PatienceMs)) << qPrintable(m_plc.errorString());
+        ASSERT_TRUE(m_plc.readLine().startsWith("/dev/"));
+    }
+
+    void TearDown() override {
+        if (m_plc.state() != QProcess::Running)
+            return;
+        m_plc.terminate();
+        ASSERT_TRUE(m_plc.waitForFinished(PatienceMs));
+        EXPECT_EQ(m_plc.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(m_plc.exitCode(), 0);
+        EXPECT_FALSE(QFile::exists(device())) << "the link stays behind";
+    }
+
+    QString device() const { return m_directory.filePath("plc"); }
+    QString write(const QString &name, const QByteArray &content) const {
+        QFile file(m_directory.filePath(name));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
+        return file.fileName();
+    }
+    QStringList demo(const QStringList &more) const {
+        return QStringList{"--library", DRIVER_LIBRARY, "--device", device(), DEMO_FILE} + more;
+    }
+    static Outcome finish(QProcess *panel) {
+        const bool ended = panel->waitForFinished(PatienceMs);
+        EXPECT_TRUE(ended && panel->exitStatus() == QProcess::NormalExit);
+        return {panel->exitCode(), panel->readAllStandardOutput(), panel->readAllStandardError()};
+    }
+    static Outcome runPanel(const QStringList &arguments) {
+        QProcess panel;
+        panel.start(PANEL_PROGRAM, arguments);
+        return finish(&panel);
+    }
+    // One line on standard error that says all of this.
+    static void expectOneLine(const QString &errors, const QStringList &parts) {
+        EXPECT_EQ(errors.count('\n'), 1) << qPrintable(errors);
+        for (const QString &part : parts)
+            EXPECT_TRUE(errors.contains(part)) << qPrintable(part + " not in: " + errors);
+    }
+
+    QProcess m_plc;
+
+private:
+    int m_argc = 0;
+    QCoreApplication m_application{m_argc, nullptr};
+    QTemporaryDir m_directory;
+};
+
+TEST_F(EndToEnd, ReadsEveryVariableAndHoldsEveryWrite) {
+    startPlc();
+    const Outcome outcome = runPanel(demo({"--scans", "20"}));
+    EXPECT_EQ(outcome.exitCode, 0) << qPrintable(outcome.output + outcome.errors);
+    EXPECT_EQ(outcome.errors, "");
+    for (const char *line : {"plate 2 = STATION 2\n", "set word = -1234\n", "set bit = 1\n",
+                             "set wide = 18364758544493064720\n", "seen everywhere = 77\n",
+                             "30 of 30 read, 18 of 18 moved; writes: 8 of 8 held\n"}) {
+        EXPECT_TRUE(outcome.output.contains(line)) << line << qPrintable(outcome.output);
+    }
+}
+
+TEST_F(EndToEnd, NamesWhatASilentStationKeepsBack) {
+    startPlc({"--silent", "2"});
+    const Outcome outcome = runPanel(demo({"--scans", "20"}));
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_TRUE(outcome.output.contains(
+        "\nnot read: lamps, byte counter, ramp, long counter, wide counter, double sine, "
+        "set wide, set byte, plate 2, long setting\n"))
+        << qPrintable(outcome.output);
+    EXPECT_TRUE(outcome.output.contains("\nwrite of set byte: not acknowledged\n"));
+    EXPECT_TRUE(outcome.output.contains("writes: 6 of 8 held\n"));
+}
+
+// Its answers come when the panel no longer waits for them.
+TEST_F(EndToEnd, TakesNoLateReplyForAnother) {
+    startPlc({"--late", "2:400"});
+    const Outcome outcome = runPanel(demo({"--scans", "20"}));
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_TRUE(outcome.output.contains(QRegularExpression("station 2: .*no reply")))
+        << qPrintable(outcome.output);
+    EXPECT_FALSE(outcome.output.contains("wrong length")) << qPrintable(outcome.output);
+    EXPECT_FALSE(outcome.output.contains("invalid")) << qPrintable(outcome.output);
+    EXPECT_TRUE(outcome.output.contains("plate 1 = STATION 1\n"));
+    EXPECT_TRUE(outcome.output.contains("plate 3 = STATION 3\n"));
+}
+
+TEST_F(EndToEnd, EndsWhenThePlcFallsSilentForGood) {
+    startPlc({"--silent-after", "1:2", "--silent-after", "2:2", "--silent-after", "3:2"});
+    EXPECT_EQ(runPanel(demo({"--scans", "5"})).exitCode, 1);
+}
+
+TEST_F(EndToEnd, EndsWhenTheDeviceGoes) {
+    startPlc();
+    QProcess panel;
+    panel.start(PANEL_PROGRAM, demo({}));
+    ASSERT_TRUE(panel.waitForReadyRead(PatienceMs));
+    m_plc.kill();
+    m_plc.waitForFinished(PatienceMs);
+    const Outcome outcome = finish(&panel);
+    EXPECT_EQ(outcome.exitCode, 3);
+    expectOneLine(outcome.errors, {device(), "gone while running"});
+}
+
+TEST_F(EndToEnd, RefusesBadInputInOneLine) {
+    const QString good = DEMO_FILE;
+    const QString driver = DRIVER_LIBRARY;
+    const QString noJson = write("no.json", "{\n  \"port\": oops }");
+    const QString wrongType = write("type.json", R"({"retryLimit": "two"})");
+    const struct {
+        QStringList arguments;
+        int exitCode;
+        QStringList parts;
+    } cases[] = {
+        {{"--library", driver, "--device", "/nowhere/tty", good}, 3, {"/nowhere/tty: No such"}},
+        {{"--library", "/nowhere/lib.so", good}, 2, {"/nowhere/lib.so"}},
+        {{"--library", "libm.so.6", good}, 2, {"libm.so.6: has no SetComInfo"}},
+        {{"--library", driver, "/nowhere/panel.json"}, 2, {"/nowhere/panel.json: No such"}},
+        {{"--library", driver, noJson}, 2, {noJson + ": line 2, column ", "not JSON"}},
+        {{"--library", driver, wrongType}, 2, {wrongType + ": retryLimit: expected a number"}},
+        {{"--library", driver}, 2, {"expected one panel file"}},
+        {{good}, 2, {"--library is missing"}},
+        {{"--library", driver, "--scans", "0", good}, 2, {"--scans 0"}},
+        {{"--library", driver, "--scans", "1", "--seconds", "1", good}, 2, {"exclude"}},
+        {{"--speed", good}, 2, {"speed"}},
+    };
+    for (const auto &c : cases) {
+        const Outcome outcome = runPanel(c.arguments);
+        EXPECT_EQ(outcome.exitCode, c.exitCode) << qPrintable(c.arguments.join(' '));
+        expectOneLine(outcome.errors, c.parts);
+    }
+}
+
+} // namespace
