@@ -18,12 +18,11 @@ QString systemError(const QString &what) {
     return what + ": " + qt_error_string(errno);
 }
 
-bool makeRaw(int descriptor) {
-    termios settings{};
-    if (tcgetattr(descriptor, &settings) != 0)
+bool makeRaw(int descriptor, termios *settings) {
+    if (::tcgetattr(descriptor, settings) != 0)
         return false;
-    cfmakeraw(&settings);
-    return tcsetattr(descriptor, TCSANOW, &settings) == 0;
+    ::cfmakeraw(settings);
+    return ::tcsetattr(descriptor, TCSANOW, settings) == 0;
 }
 
 } // namespace
@@ -51,7 +50,7 @@ QString PseudoTerminal::openDevice() {
         return systemError("pseudo-terminal");
     m_devicePath = QFile::decodeName(path.data());
     m_device = ::open(path.data(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    if (m_device < 0 || !makeRaw(m_device))
+    if (m_device < 0 || !makeRaw(m_device, &m_settings))
         return systemError(m_devicePath);
     return {};
 }
@@ -71,9 +70,12 @@ QString PseudoTerminal::makeLink(const QString &link) {
 QByteArray PseudoTerminal::read() const {
     QByteArray bytes(512, '\0');
     const ssize_t count = ::read(m_master, bytes.data(), static_cast<size_t>(bytes.size()));
-    // A master that was killed leaves its claim on the device behind: the next one may open it.
-    ::ioctl(m_device, TIOCNXCL);
     return bytes.left(count > 0 ? static_cast<int>(count) : 0);
+}
+
+void PseudoTerminal::makeReady() const {
+    ::ioctl(m_device, TIOCNXCL);
+    ::tcsetattr(m_device, TCSANOW, &m_settings);
 }
 
 void PseudoTerminal::write(const QByteArray &bytes) const {

@@ -4,6 +4,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <termios.h>
+
 class PseudoTerminal {
 public:
     PseudoTerminal() = default;
@@ -17,6 +19,11 @@ public:
     const QString &devicePath() const { return m_devicePath; }
     int descriptor() const { return m_master; }
 
+    // A master that was killed leaves its claim and its settings on the device, and the next one
+    // cannot open it: a pseudo-terminal refuses parity unless another setting changes too. Puts
+    // both back; harmless to a master that is only idle.
+    void makeReady() const;
+
     // What has arrived by now; never waits.
     QByteArray read() const;
     // Bytes that no one takes off the line in time are lost, as on a wire.
@@ -29,6 +36,7 @@ private:
     int m_master = -1;
     // Kept open: with the last device side gone, the master side reports a hang-up for ever.
     int m_device = -1;
+    termios m_settings{};
     QString m_devicePath;
     QString m_link;
 };

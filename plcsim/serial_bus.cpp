@@ -9,7 +9,7 @@ namespace {
 constexpr int Broadcast = 0;
 // A part of a request with nothing behind it for this long is no request.
 constexpr int SilenceMs = 20;
-constexpr int ForEver = -1;
+constexpr int IdleMs = 500;
 
 } // namespace
 
@@ -31,12 +31,13 @@ QString SerialBus::open() {
 void SerialBus::serve(int stopDescriptor) {
     std::array<pollfd, 2> sources{{{m_line.descriptor(), POLLIN, 0}, {stopDescriptor, POLLIN, 0}}};
     for (;;) {
-        const int patience = m_cutter.hasPart() ? SilenceMs : ForEver;
+        const int patience = m_cutter.hasPart() ? SilenceMs : IdleMs;
         const int ready = ::poll(sources.data(), sources.size(), patience);
         if (sources[1].revents != 0)
             return;
         if (ready == 0) {
             m_cutter.clear();
+            m_line.makeReady();
         } else if (sources[0].revents != 0) {
             takeBytes(stopDescriptor);
         }
