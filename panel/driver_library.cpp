@@ -1,6 +1,7 @@
 #include "driver_library.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <dlfcn.h>
 
@@ -48,7 +49,10 @@ QString findMissing(void *library, Driver *driver) {
 } // namespace
 
 QString loadDriver(const QString &path, Driver *driver) {
-    void *library = ::dlopen(QFile::encodeName(path).constData(), RTLD_NOW | RTLD_LOCAL);
+    // A bare name is a file here first; dlopen alone would look in the system's folders only.
+    const QFileInfo file(path);
+    const QString found = file.exists() ? file.absoluteFilePath() : path;
+    void *library = ::dlopen(QFile::encodeName(found).constData(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr)
         return ::dlerror();
     const QString missing = findMissing(library, driver);

@@ -17,7 +17,7 @@ static_assert(std::atomic<bool>::is_always_lock_free, "set by a signal handler")
 
 void stopOnSignals() {
     for (const int number : {SIGINT, SIGTERM})
-        std::signal(number, [](int) { stopRequested = true; });
+        static_cast<void>(std::signal(number, [](int) { stopRequested = true; }));
 }
 
 ExitCode complain(const QString &error, ExitCode code) {

@@ -1,5 +1,5 @@
-// The panel file: what a panel is configured with, read from JSON. docs/panel-file.md describes it
-// for the person who writes one.
+// The panel file: what a panel is configured with, read from JSON. README.md describes it for
+// the person who writes one.
 #pragma once
 
 #include "variable.h"

@@ -18,8 +18,7 @@ std::array<unsigned char, 2048> localThird{};
 
 Runtime::Runtime(const Driver &driver, const PanelFile &panel, SerialLine &line,
                  const std::atomic<bool> &stopRequested)
-    : m_driver(driver), m_panel(panel), m_line(line), m_port(portBlock),
-      m_watch(driver, panel.variables),
+    : m_driver(driver), m_panel(panel), m_port(portBlock), m_watch(driver, panel.variables),
       m_rest(driver, m_ledger, std::chrono::seconds(panel.port.restAfterGiveUpSeconds)),
       m_jobs(driver, m_port, panel, m_ledger), m_screen(driver, panel, m_watch, m_statistics),
       m_loop({driver, m_port, line, m_statistics, m_watch, m_rest, m_jobs.done(), stopRequested}) {}

@@ -25,7 +25,6 @@ private:
 
     const Driver &m_driver;
     const PanelFile &m_panel;
-    SerialLine &m_line;
     ComInfo &m_port;
     RequestLedger m_ledger;
     Statistics m_statistics;

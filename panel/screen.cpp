@@ -37,9 +37,9 @@ Screen::Screen(const Driver &driver, const PanelFile &panel, const Watch &watch,
       m_isTerminal(::isatty(STDOUT_FILENO) == 1), m_shown(panel.variables.size(), NotRead) {}
 
 void Screen::run() {
-    do
+    do {
         show();
-    while (!waitForStop());
+    } while (!waitForStop());
     show();
 }
 
