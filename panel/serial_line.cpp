@@ -87,8 +87,10 @@ void SerialLine::keepSilence() {
 
 void SerialLine::send(const QByteArray &request) {
     m_port.write(request);
-    if (!m_port.waitForBytesWritten(SendTimeoutMs))
+    if (!m_port.waitForBytesWritten(SendTimeoutMs)) {
         noteFailure();
+        m_port.clear(QSerialPort::Output); // or it would go out before the next request
+    }
     m_lastByte = Clock::now() + m_characterTime * request.size();
 }
 

@@ -21,7 +21,7 @@ void put(std::uint16_t *registers, Value value) {
 
 void putText(std::uint16_t *registers, const std::string &text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto character = static_cast<unsigned char>(text[i]);
+        const unsigned character = static_cast<unsigned char>(text[i]);
         const unsigned other = i % 2 == 0 ? 0U : registers[i / 2];
         registers[i / 2] = static_cast<std::uint16_t>(other | (character << (8 * (i % 2))));
     }
