@@ -27,3 +27,4 @@ add_optional_folder(examples "QtSerialPort (libqt5serialport5-dev)" Qt5SerialPor
 add_optional_folder(plcsim "libmodbus (libmodbus-dev)" MODBUS_FOUND)
 add_optional_folder(tests "GoogleTest (libgtest-dev)" GTest_FOUND)
 add_optional_folder(bench "Google Benchmark (libbenchmark-dev)" benchmark_FOUND)
+add_optional_folder(proof "threads" Threads_FOUND)

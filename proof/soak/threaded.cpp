@@ -1,0 +1,2 @@
+#include "threaded.h"
+std::string runThreadedRound(quint64, int, Tally &) { return {}; }
