@@ -77,9 +77,8 @@ int Ledger::stationOf(int station) const {
 
 int Ledger::addWrite(const RW_VAR &var, int mode) {
     const auto pending = writes.empty() ? writes.end() : writes.begin() + 1;
-    const auto same = std::find_if(pending, writes.end(), [&var](const RW_VAR &waiting) {
-        return sameTarget(waiting, var);
-    });
+    const auto same = std::find_if(
+        pending, writes.end(), [&var](const RW_VAR &waiting) { return sameTarget(waiting, var); });
     if (mode != 1 && same != writes.end())
         *same = var;
     else if (mode == 1 || writes.size() < QueueBound)
@@ -106,10 +105,10 @@ int Ledger::addOnceRead(RW_VAR &var, int mode) {
     for (int first = var.address; first < end; first += settings.blockLimit) {
         var.address = first;
         var.count = std::min(settings.blockLimit, end - first);
-        const bool known =
-            std::any_of(onceReads.begin(), onceReads.end(),
-                        [&var](const RW_VAR &waiting) { return sameOnceRead(waiting, var); });
-        if (!known && onceReads.size() < QueueBound)
+        const auto same = [&var](const RW_VAR &waiting) {
+            return sameOnceRead(waiting, var);
+        };
+        if (onceReads.size() < QueueBound && std::none_of(onceReads.begin(), onceReads.end(), same))
             onceReads.push_back(var);
     }
     return static_cast<int>(onceReads.size());

@@ -20,6 +20,11 @@ unsigned byteOf(const QByteArray &bytes, int index) {
     return static_cast<unsigned char>(bytes.at(index));
 }
 
+// Only the remote link asks for anything else.
+bool hasArea(const RW_VAR &var) {
+    return var.regType >= FirstArea && var.regType < FirstArea + AreaCount;
+}
+
 bool sameHostRequest(const RW_VAR &a, const RW_VAR &b) {
     return a.ownerId == b.ownerId && a.itemId == b.itemId;
 }
@@ -115,6 +120,8 @@ void Ledger::use(const QByteArray &reply, bool genuine) {
     if (var.saveMode != 0) {
         if (local || var.saveMode == -1)
             patch(registersOf(var, reply, genuine));
+    } else if (local && !hasArea(var)) {
+        image.makeRoom(var.station, var.regType, var.address, var.count);
     } else if (local) {
         const bool written = areasOfScreens.count(var.regType) != 0;
         image.store(var.station, var.regType, var.address, registersOf(var, reply, genuine),
@@ -164,8 +171,7 @@ void Ledger::finish(bool local, std::vector<Report> &reports) {
         dropDuplicates(onceReads);
 }
 
-void Ledger::finishQueued(std::deque<RW_VAR> &queue, bool reporting,
-                          std::vector<Report> &reports) {
+void Ledger::finishQueued(std::deque<RW_VAR> &queue, bool reporting, std::vector<Report> &reports) {
     if (queue.empty())
         return;
     const RW_VAR head = queue.front();

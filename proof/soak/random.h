@@ -29,7 +29,8 @@ public:
     bool percent(int share) { return below(100) < share; }
     char byte() { return static_cast<char>(below(256)); }
 
-    template <typename T, std::size_t Size> T pick(const T (&choices)[Size]) {
+    template <typename T, std::size_t Size>
+    T pick(const T (&choices)[Size]) {
         return choices[static_cast<std::size_t>(below(static_cast<int>(Size)))];
     }
 

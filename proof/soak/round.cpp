@@ -32,6 +32,7 @@ private:
     std::string screensAct();
     std::string drain();
     std::string calmPass();
+    std::string situation() const;
 
     Random random;
     RoundSetup setup;
@@ -41,6 +42,8 @@ private:
     Recorder recorder;
     Screens screens;
     Tally &tally;
+    RW_VAR lastAsked; // of the latest exchange
+    Received lastReceived;
     bool calm = false; // no screens, no faults, no changes
     bool idle = false; // the last turn had nothing to send
     int turns = 0;
@@ -103,6 +106,8 @@ std::string Round::exchange(Protocol &request) {
     ++exchanges;
     ++tally.exchanges;
     Received received = line.exchange(request);
+    lastAsked = request.var;
+    lastReceived = received;
     if (received.delivered)
         ledger.delivered();
     std::string wrong = screensAct();
@@ -176,6 +181,18 @@ std::string Round::calmPass() {
     return wrong.empty() && setup.info.remoteMode == 0 ? checkPassedOver(plant) : wrong;
 }
 
+// What led to a violation.
+std::string Round::situation() const {
+    const ComInfo &info = setup.info;
+    return "\n  latest exchange: " + describe(lastAsked) + "\n  reply (" +
+           (lastReceived.genuine ? "its own" : "not its own") +
+           "): " + lastReceived.bytes.toHex().toStdString() + "\n  blockLimit " +
+           std::to_string(info.blockLimit) + " retryLimit " + std::to_string(info.retryLimit) +
+           " useVarStation " + std::to_string(info.useVarStation) + " remoteMode " +
+           std::to_string(info.remoteMode) + " portId " + std::to_string(info.portId) +
+           " commMode " + std::to_string(info.commMode);
+}
+
 std::string Round::run() {
     std::string wrong = begin();
     for (int i = 0; i < setup.exchanges && wrong.empty(); ++i)
@@ -184,7 +201,8 @@ std::string Round::run() {
         wrong = drain();
     if (wrong.empty())
         wrong = calmPass();
-    return wrong.empty() ? wrong : "exchange " + std::to_string(exchanges) + ": " + wrong;
+    return wrong.empty() ? wrong
+                         : "exchange " + std::to_string(exchanges) + ": " + wrong + situation();
 }
 
 } // namespace

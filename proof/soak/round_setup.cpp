@@ -7,7 +7,7 @@ namespace {
 
 constexpr int BlockLimits[] = {1, 2, 3, 7, 16, 32, 61, 100, 123, 125};
 constexpr int FaultShares[] = {0, 1, 5, 15, 30, 60};
-constexpr int ScreenShares[] = {2, 10, 30, 90};
+constexpr int ScreenShares[] = {2, 10, 30, 60};
 constexpr int MostDefinitions[] = {1, 4, 12, 60};
 
 // Elements of a type in an area.

@@ -45,8 +45,8 @@ std::string Screens::act() {
 }
 
 int Screens::anyStation() {
-    return setup.stations[static_cast<size_t>(
-        random.below(static_cast<int>(setup.stations.size())))];
+    return setup
+        .stations[static_cast<size_t>(random.below(static_cast<int>(setup.stations.size())))];
 }
 
 // Of an area that screens write.
@@ -74,8 +74,8 @@ std::string Screens::read() {
     const int regType = random.below(15);
     RW_VAR var = drawRecord(regType, random.between(1, 20));
     QByteArray answer("old");
-    const int result = GetRegisterData(&var.hostText, regType, var.addressText, var.station,
-                                       &answer, var.count);
+    const int result =
+        GetRegisterData(&var.hostText, regType, var.addressText, var.station, &answer, var.count);
     var.address = PLCAddressChangeIntef(regType, var.addressText);
     const QByteArray expected =
         ledger.image.read(ledger.stationOf(var.station), regType, var.address, var.count);

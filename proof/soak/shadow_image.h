@@ -32,8 +32,7 @@ public:
     void makeRoom(int station, int regType, int address, int count);
 
     // Registers as a reply brings them.
-    void store(int station, int area, int first, const std::vector<quint16> &values,
-               Origin origin);
+    void store(int station, int area, int first, const std::vector<quint16> &values, Origin origin);
 
     // A write in host form.
     void writeBack(const RW_VAR &var);

@@ -3,9 +3,9 @@
 
 namespace {
 
-const char *const FaultNames[] = {"none",    "request-lost", "reply-lost", "late",
-                                  "short",   "long",         "flipped",    "foreign",
-                                  "stale",   "exception",    "noise",      "dead"};
+const char *const FaultNames[] = {"none",  "request-lost", "reply-lost", "late",
+                                  "short", "long",         "flipped",    "foreign",
+                                  "stale", "exception",    "noise",      "dead"};
 static_assert(sizeof(FaultNames) / sizeof(*FaultNames) == static_cast<size_t>(Fault::Kinds));
 
 } // namespace

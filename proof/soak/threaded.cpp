@@ -1,2 +1,4 @@
 #include "threaded.h"
-std::string runThreadedRound(quint64, int, Tally &) { return {}; }
+std::string runThreadedRound(quint64, int, Tally &) {
+    return {};
+}
