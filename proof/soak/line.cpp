@@ -64,7 +64,8 @@ void Line::damage(Fault fault, const Protocol &request, QByteArray &reply) {
         reply += noise(0);
         break;
     case Fault::Flipped:
-        for (int flips = random.oneIn(8) ? 40 : random.between(1, 3); flips > 0; --flips) {
+        for (int flips = undetectable && random.oneIn(8) ? 40 : random.between(1, 3); flips > 0;
+             --flips) {
             const int at = random.below(qMax(1, reply.size()));
             if (at < reply.size())
                 reply[at] = static_cast<char>(reply.at(at) ^ (1 << random.below(8)));
@@ -113,7 +114,7 @@ QByteArray Line::staleReply(const Protocol &request) {
 }
 
 QByteArray Line::noise(int usualLength) {
-    const bool usual = usualLength > 0 && random.oneIn(2);
+    const bool usual = undetectable && usualLength > 0 && random.oneIn(2);
     QByteArray bytes(usual ? usualLength : random.between(1, 40), '\0');
     for (char &byte : bytes)
         byte = random.byte();

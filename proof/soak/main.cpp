@@ -1,5 +1,6 @@
 // The soak: rounds of exchanges over a line with faults, until a number of exchanges is reached.
 #include "round.h"
+#include "screen_thread.h"
 #include "tally.h"
 #include "threaded.h"
 
@@ -55,8 +56,8 @@ QString read(QCommandLineParser &parser, const QStringList &arguments, Options &
     quint64 threads = 0;
     if (!toNumber(parser, "exchanges", options.exchanges) ||
         !toNumber(parser, "seed", options.seed) || !toNumber(parser, "round", options.firstRound) ||
-        !toNumber(parser, "threads", threads) || threads > 64)
-        return "a number is expected (of threads, 0 to 64)";
+        !toNumber(parser, "threads", threads) || threads > MostScreens)
+        return "a number is expected (of threads, 0 to 16)";
     if (parser.isSet("screens") && parser.isSet("no-screens"))
         return "--screens and --no-screens exclude each other";
     options.threads = static_cast<int>(threads);

@@ -1,0 +1,132 @@
+// The calls of a screen on its own thread.
+#include "screen_thread.h"
+
+#include "plc_driver.h"
+
+#include <utility>
+
+namespace {
+
+int bytesOf(const RW_VAR &var) {
+    const int type = var.regType;
+    return var.count * (type < 6 ? 1 : type < 9 ? 2 : type < 12 ? 4 : 8);
+}
+
+// What SetRegisterData takes: bytes lie in items of two.
+QByteArray hostData(const RW_VAR &var) {
+    return var.regType / 3 == 1 ? var.value + '\0' : var.value;
+}
+
+} // namespace
+
+ScreenThread::ScreenThread(int number, quint64 seed, const std::vector<int> &stations,
+                           int switchedStation, const QList<VARDEF> &definitions, int portId)
+    : number(number), station(stations[static_cast<size_t>(number) % stations.size()]),
+      random(seed), stations(stations), switchedStation(switchedStation), definitions(definitions),
+      portId(portId) {
+    const int base = number * RegistersPerScreen;
+    addWritable(7, base, 1, 1, false);
+    addWritable(7, base + 1, 3, 3, false);
+    addWritable(10, (base + 4) / 2, 2, 1, false);
+    addWritable(13, (base + 8) / 4, 4, 1, false);
+    for (int bit = 0; bit < 4; ++bit)
+        addWritable(1, 16 * (base + 12) + 3 * bit, 1, 1, false);
+    addWritable(4, 2 * (base + 13), 1, 1, false);
+    addWritable(4, 2 * (base + 13) + 1, 1, 1, false);
+    addWritable(7, base + 14, 1, 1, true);
+}
+
+void ScreenThread::addWritable(int regType, int address, int hostCount, int elements,
+                               bool asRecord) {
+    Writable writable;
+    RW_VAR &var = writable.latest;
+    var.ownerId = number;
+    var.isWrite = 1;
+    var.portId = portId;
+    var.regType = regType;
+    var.address = address;
+    var.addressText = regType < 3
+                          ? QString::number(address / 8) + '.' + QString::number(address % 8)
+                          : QString::number(address);
+    var.station = station;
+    var.count = elements;
+    writable.hostCount = hostCount;
+    writable.asRecord = asRecord;
+    writables.push_back(writable);
+}
+
+void ScreenThread::run(int calls) {
+    for (int i = 0; i < calls && wrong.empty(); ++i)
+        call();
+}
+
+void ScreenThread::call() {
+    const int draw = random.below(100);
+    if (draw < 45)
+        write();
+    else if (draw < 70)
+        readBlock();
+    else if (draw < 85)
+        queueRead();
+    else if (draw < 97)
+        EnCommStation(switchedStation, random.below(2));
+    else
+        ReCreatReadVarList(&definitions);
+}
+
+void ScreenThread::write() {
+    Writable &writable =
+        writables[static_cast<size_t>(random.below(static_cast<int>(writables.size())))];
+    RW_VAR &var = writable.latest;
+    var.itemId = nextItem++;
+    var.value = QByteArray(bytesOf(var), '\0');
+    for (char &byte : var.value)
+        byte = var.regType < 3 ? static_cast<char>(random.below(2)) : random.byte();
+    QByteArray data = hostData(var);
+    const int length = writable.asRecord
+                           ? AddListWriteVar(&var, 0)
+                           : SetRegisterData(&var.hostText, var.regType, &var.addressText, station,
+                                             &data, writable.hostCount, number, var.itemId);
+    // Every writable waits at most once, beside the write that is out.
+    const auto most = static_cast<int>(writables.size()) * MostScreens + 1;
+    if (length < 1 || length > most)
+        wrong = "a write was answered with a queue of " + std::to_string(length);
+}
+
+void ScreenThread::readBlock() {
+    const int owner =
+        stations[static_cast<size_t>(random.below(static_cast<int>(stations.size())))];
+    const int first = BlockSize * random.below(4);
+    QString text;
+    QByteArray answer;
+    const int result = GetRegisterData(&text, 6, QString::number(first), owner, &answer, BlockSize);
+    if (result != 1 || answer.size() != 2 * BlockSize) {
+        wrong = "a read was answered with " + std::to_string(answer.size()) + " bytes";
+        return;
+    }
+    if (answer.count('\0') == answer.size())
+        return; // not read from the PLC yet
+    const auto generation = [&answer, first](int i) {
+        const int low = static_cast<unsigned char>(answer.at(2 * i));
+        const int high = static_cast<unsigned char>(answer.at(2 * i + 1));
+        return (low + 256 * high - first - i) & 0xFFFF;
+    };
+    for (int i = 1; i < BlockSize; ++i) {
+        if (generation(i) != generation(0))
+            wrong = "a block of two generations: " + answer.toHex().toStdString();
+    }
+}
+
+void ScreenThread::queueRead() {
+    RW_VAR var;
+    var.ownerId = number;
+    var.itemId = nextItem++;
+    var.portId = portId;
+    var.regType = 6;
+    var.addressText = QString::number(BlockSize * random.below(4));
+    var.station = stations[static_cast<size_t>(random.below(static_cast<int>(stations.size())))];
+    var.count = BlockSize;
+    const int length = AddListOnceReadVar(&var, 0);
+    if (length > 1024)
+        wrong = "the one-shot queue has " + std::to_string(length) + " entries";
+}
