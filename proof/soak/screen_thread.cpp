@@ -1,9 +1,8 @@
 // The calls of a screen on its own thread.
 #include "screen_thread.h"
 
+#include "driver/Communication_Protocol.h"
 #include "plc_driver.h"
-
-#include <utility>
 
 namespace {
 
@@ -19,30 +18,34 @@ QByteArray hostData(const RW_VAR &var) {
 
 } // namespace
 
-ScreenThread::ScreenThread(int number, quint64 seed, const std::vector<int> &stations,
-                           int switchedStation, const QList<VARDEF> &definitions, int portId)
-    : number(number), station(stations[static_cast<size_t>(number) % stations.size()]),
-      random(seed), stations(stations), switchedStation(switchedStation), definitions(definitions),
-      portId(portId) {
+ScreenThread::ScreenThread(int number, quint64 seed, const ScreenSetup &setup)
+    : number(number), station(setup.stations[static_cast<size_t>(number) % setup.stations.size()]),
+      random(seed), setup(setup) {
     const int base = number * RegistersPerScreen;
-    addWritable(7, base, 1, 1, false);
-    addWritable(7, base + 1, 3, 3, false);
-    addWritable(10, (base + 4) / 2, 2, 1, false);
-    addWritable(13, (base + 8) / 4, 4, 1, false);
+    addWritable(7, base, 1, 1);
+    addWritable(7, base + 1, 3, 3);
+    addWritable(10, (base + 4) / 2, 2, 1);
+    addWritable(13, (base + 8) / 4, 4, 1);
     for (int bit = 0; bit < 4; ++bit)
-        addWritable(1, 16 * (base + 12) + 3 * bit, 1, 1, false);
-    addWritable(4, 2 * (base + 13), 1, 1, false);
-    addWritable(4, 2 * (base + 13) + 1, 1, 1, false);
-    addWritable(7, base + 14, 1, 1, true);
+        addWritable(1, 16 * (base + 12) + 3 * bit, 1, 1);
+    addWritable(4, 2 * (base + 13), 1, 1);
+    addWritable(4, 2 * (base + 13) + 1, 1, 1);
+    addRecord(7, base + 14, setup.portId);
+    addRecord(1, 16 * (base + 12) + 14, setup.portId + 1);
 }
 
-void ScreenThread::addWritable(int regType, int address, int hostCount, int elements,
-                               bool asRecord) {
+void ScreenThread::addRecord(int regType, int address, int portId) {
+    addWritable(regType, address, 1, 1);
+    writables.back().asRecord = true;
+    writables.back().latest.portId = portId;
+}
+
+void ScreenThread::addWritable(int regType, int address, int hostCount, int elements) {
     Writable writable;
     RW_VAR &var = writable.latest;
     var.ownerId = number;
     var.isWrite = 1;
-    var.portId = portId;
+    var.portId = setup.portId;
     var.regType = regType;
     var.address = address;
     var.addressText = regType < 3
@@ -51,7 +54,6 @@ void ScreenThread::addWritable(int regType, int address, int hostCount, int elem
     var.station = station;
     var.count = elements;
     writable.hostCount = hostCount;
-    writable.asRecord = asRecord;
     writables.push_back(writable);
 }
 
@@ -64,14 +66,38 @@ void ScreenThread::call() {
     const int draw = random.below(100);
     if (draw < 45)
         write();
-    else if (draw < 70)
+    else if (draw < 65)
         readBlock();
-    else if (draw < 85)
+    else if (draw < 80)
         queueRead();
+    else if (draw < 88)
+        setup.holdsImage ? touchImage() : readAnywhere();
     else if (draw < 97)
-        EnCommStation(switchedStation, random.below(2));
+        EnCommStation(setup.switchedStation, random.below(2));
     else
-        ReCreatReadVarList(&definitions);
+        ReCreatReadVarList(&setup.definitions);
+}
+
+int ScreenThread::anyStation() {
+    return setup
+        .stations[static_cast<size_t>(random.below(static_cast<int>(setup.stations.size())))];
+}
+
+void ScreenThread::touchImage() {
+    const QMutexLocker image(&PLC_driver.imageMutex); // the bytes; no entry comes or grows now
+    volatile char *bytes = DataStorage[anyStation()][random.between(6, 7)].data();
+    const int index = random.below(4 * 2 * BlockSize);
+    const char kept = bytes[index];
+    bytes[index] = kept;
+}
+
+void ScreenThread::readAnywhere() {
+    QString text;
+    QByteArray answer;
+    GetRegisterData(&text, random.below(15), QString::number(random.below(600)) + ".0",
+                    random.below(250), &answer, random.between(1, 20));
+    GetRegisterData(&text, random.between(3, 14), QString::number(random.below(600)),
+                    random.below(250), &answer, random.between(1, 20));
 }
 
 void ScreenThread::write() {
@@ -94,8 +120,7 @@ void ScreenThread::write() {
 }
 
 void ScreenThread::readBlock() {
-    const int owner =
-        stations[static_cast<size_t>(random.below(static_cast<int>(stations.size())))];
+    const int owner = anyStation();
     const int first = BlockSize * random.below(4);
     QString text;
     QByteArray answer;
@@ -121,12 +146,13 @@ void ScreenThread::queueRead() {
     RW_VAR var;
     var.ownerId = number;
     var.itemId = nextItem++;
-    var.portId = portId;
+    var.portId = setup.portId;
     var.regType = 6;
-    var.addressText = QString::number(BlockSize * random.below(4));
-    var.station = stations[static_cast<size_t>(random.below(static_cast<int>(stations.size())))];
+    var.address = BlockSize * random.below(4);
+    var.addressText = QString::number(var.address);
+    var.station = anyStation();
     var.count = BlockSize;
-    const int length = AddListOnceReadVar(&var, 0);
-    if (length > 1024)
+    const int length = AddListOnceReadVar(&var, random.oneIn(4) ? 1 : 0);
+    if (length > 1024 + 400 * MostScreens)
         wrong = "the one-shot queue has " + std::to_string(length) + " entries";
 }

@@ -23,13 +23,23 @@ constexpr int BlockSize = 16;
 struct Writable {
     RW_VAR latest;         // as it was queued last; itemId 0: never
     int hostCount = 0;     // count as SetRegisterData takes it
-    bool asRecord = false; // through AddListWriteVar
+    bool asRecord = false; // through AddListWriteVar, for a port of portId
+};
+
+// What the screens of a round share.
+struct ScreenSetup {
+    std::vector<int> stations;
+    int switchedStation = 0; // switched off and on; nobody writes to it
+    QList<VARDEF> definitions;
+    int portId = 0;
+    // True: the image has its full size from the start, and screens also rewrite bytes of it in
+    // place with imageMutex alone: the one who holds it owns them. False: they make it grow.
+    bool holdsImage = false;
 };
 
 class ScreenThread {
 public:
-    ScreenThread(int number, quint64 seed, const std::vector<int> &stations, int switchedStation,
-                 const QList<VARDEF> &definitions, int portId);
+    ScreenThread(int number, quint64 seed, const ScreenSetup &setup);
 
     void run(int calls);
 
@@ -39,16 +49,17 @@ public:
     std::string wrong; // read it when the thread has ended
 
 private:
-    void addWritable(int regType, int address, int hostCount, int elements, bool asRecord);
+    void addWritable(int regType, int address, int hostCount, int elements);
+    void addRecord(int regType, int address, int portId);
+    void call();
     void write();
     void readBlock();
     void queueRead();
-    void call();
+    void touchImage();
+    void readAnywhere();
+    int anyStation();
 
     Random random;
-    std::vector<int> stations;
-    int switchedStation;
-    QList<VARDEF> definitions;
-    int portId;
+    ScreenSetup setup;
     int nextItem = 1;
 };

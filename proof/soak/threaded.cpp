@@ -5,6 +5,7 @@
 #include "threaded.h"
 
 #include "driver/Communication_Protocol.h"
+#include "image/store.h"
 #include "invariants.h"
 #include "line.h"
 #include "plant.h"
@@ -36,6 +37,7 @@ private:
     void begin(int threads);
     void work();
     void turn();
+    void growImage();
     void newGeneration();
     void calmDown();
     std::string checkWrites() const;
@@ -88,11 +90,22 @@ void ThreadedRound::begin(int threads) {
     newGeneration();
     for (const auto &[number, station] : plant.stations)
         before[number] = station.memory;
-    const QList<VARDEF> all = definitions();
+    ScreenSetup setup{stations, switchedStation, definitions(), info.portId, random.oneIn(2)};
+    if (setup.holdsImage)
+        growImage();
     for (int i = 0; i < threads; ++i)
-        screens.emplace_back(i, random.next(), stations, switchedStation, all, info.portId);
-    QList<VARDEF> mine = all;
-    ReCreatReadVarList(&mine);
+        screens.emplace_back(i, random.next(), setup);
+    ReCreatReadVarList(&setup.definitions);
+}
+
+// All that this round's calls can reach.
+void ThreadedRound::growImage() {
+    for (const int station : plantStations()) {
+        for (int area = 6; area <= 8; ++area) {
+            ControlInformationM all{station, area, 0, RegistersPerArea};
+            checkTheStorage(all);
+        }
+    }
 }
 
 void ThreadedRound::newGeneration() {
