@@ -63,6 +63,8 @@ void ScreenThread::run(int calls) {
 }
 
 void ScreenThread::call() {
+    if (setup.floods && random.oneIn(100))
+        flood();
     const int draw = random.below(100);
     if (draw < 45)
         write();
@@ -113,10 +115,19 @@ void ScreenThread::write() {
                            ? AddListWriteVar(&var, 0)
                            : SetRegisterData(&var.hostText, var.regType, &var.addressText, station,
                                              &data, writable.hostCount, number, var.itemId);
+    writable.dropped = length >= 1024;
     // Every writable waits at most once, beside the write that is out.
     const auto most = static_cast<int>(writables.size()) * MostScreens + 1;
-    if (length < 1 || length > most)
+    if (length < 1 || length > (setup.floods ? 1024 : most))
         wrong = "a write was answered with a queue of " + std::to_string(length);
+}
+
+// One bit after the other in an area that holds nothing else. Some may end before the others are
+// queued, so there is more than one report.
+void ScreenThread::flood() {
+    QString address = QStringLiteral("0.0");
+    QByteArray data(1100, '\1');
+    SetRegisterData(&address, 2, &address, station, &data, data.size(), number, -1);
 }
 
 void ScreenThread::readBlock() {

@@ -24,6 +24,7 @@ struct Writable {
     RW_VAR latest;         // as it was queued last; itemId 0: never
     int hostCount = 0;     // count as SetRegisterData takes it
     bool asRecord = false; // through AddListWriteVar, for a port of portId
+    bool dropped = false;  // perhaps: the queue was full
 };
 
 // What the screens of a round share.
@@ -35,6 +36,7 @@ struct ScreenSetup {
     // True: the image has its full size from the start, and screens also rewrite bytes of it in
     // place with imageMutex alone: the one who holds it owns them. False: they make it grow.
     bool holdsImage = false;
+    bool floods = false; // screens also write more than the queue holds
 };
 
 class ScreenThread {
@@ -53,6 +55,7 @@ private:
     void addRecord(int regType, int address, int portId);
     void call();
     void write();
+    void flood();
     void readBlock();
     void queueRead();
     void touchImage();
