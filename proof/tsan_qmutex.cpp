@@ -1,8 +1,14 @@
 // ThreadSanitizer does not see QMutex: Qt is not built with it, and where nobody waits a QMutex is
 // one atomic word inside QtCore. This file, linked into a program of an instrumented build, stands
 // before QtCore's lock and unlock and tells the sanitizer of every lock, so that its race detector
-// knows what the locks order and its deadlock detector knows their order. Nothing else changes.
+// knows what the locks order and its deadlock detector knows their order.
+//
+// The same for the reference counts of shared payloads: where QtCore drops the last reference, the
+// sanitizer misses that the other owners have dropped theirs before. The functions by which the
+// driver's threads do that stand here as well, in the words of Qt's own inline functions.
+#include <QByteArray>
 #include <QMutex>
+#include <QString>
 
 #include <dlfcn.h>
 #include <sanitizer/tsan_interface.h>
@@ -43,4 +49,21 @@ bool QMutex::tryLock(int timeout) QT_MUTEX_LOCK_NOEXCEPT {
         this, locked ? __tsan_mutex_try_lock : __tsan_mutex_try_lock | __tsan_mutex_try_lock_failed,
         0);
     return locked;
+}
+
+QByteArray &QByteArray::operator=(const QByteArray &other) noexcept {
+    QByteArray copy(other);
+    swap(copy);
+    return *this;
+}
+
+void QByteArray::clear() {
+    QByteArray empty;
+    swap(empty);
+}
+
+QString &QString::operator=(const QString &other) noexcept {
+    QString copy(other);
+    swap(copy);
+    return *this;
 }
