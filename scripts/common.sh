@@ -1,4 +1,13 @@
+# shellcheck shell=bash
 # Shared by the scripts of this folder, which source it from the top of the tree.
+
+# What each kind of work needs, all of it from Debian.
+readonly build_packages=(cmake make g++ pkg-config qtbase5-dev)
+readonly program_packages=(libqt5serialport5-dev libmodbus-dev)
+readonly test_packages=(libgtest-dev libbenchmark-dev binutils)
+
+jobs=$(nproc)
+readonly jobs
 
 # One line on what is going on.
 note() { echo "$*"; }
@@ -10,13 +19,22 @@ die() {
 }
 
 # quietly NAME COMMAND...: keeps the output in build/logs/NAME.log and shows it only on failure.
+# A function handed to it joins its steps with &&: set -e does not reach into it.
 quietly() {
     local log=build/logs/$1.log status=0
     mkdir -p build/logs
     "${@:2}" >"$log" 2>&1 </dev/null || status=$?
     if ((status != 0)); then
         cat "$log"
-        echo "$(basename "$0"): $1 failed (status $status); the output above is also in $log" >&2
+        echo "$(basename "$0"): $1 failed with status $status; the output above is also in $log" >&2
     fi
     return "$status"
+}
+
+# build PRESET [TARGET...]: configures and builds, everything unless targets are named.
+build() {
+    local preset=$1
+    shift
+    quietly "$preset-configure" cmake --preset "$preset"
+    quietly "$preset-build" cmake --build --preset "$preset" --parallel "$jobs" ${1:+--target "$@"}
 }

@@ -1,0 +1,95 @@
+// What the driver's roads cost: build/release/bench/driver_bench
+#include "bench/bench_line.h"
+#include "modbus/checksums.h"
+
+#include <benchmark/benchmark.h>
+
+namespace {
+
+constexpr int BlockRegisters = 120;
+
+// One cyclic variable that fills a block, read over and over: request, check, image.
+void readOfFullBlock(benchmark::State &state) {
+    VARDEF block;
+    block.regType = 7;
+    block.station = 1;
+    block.addressText = "0";
+    block.count = BlockRegisters;
+    QList<VARDEF> definitions{block};
+    ReCreatReadVarList(&definitions);
+    QByteArray reply = benchReply(*ComCommunication());
+    DataCom(&reply, reply.size());
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(ComCommunication());
+        benchmark::DoNotOptimize(DataCom(&reply, reply.size()));
+    }
+    state.SetBytesProcessed(state.iterations() * BlockRegisters * 2);
+}
+BENCHMARK(readOfFullBlock);
+
+// A screen's read of four elements; the 32-bit and 64-bit types count registers.
+void getRegisterData(benchmark::State &state) {
+    const int regType = static_cast<int>(state.range(0));
+    QString hostText;
+    QByteArray answer;
+    const QString address = regType == 1 ? "10.3" : "10";
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(GetRegisterData(&hostText, regType, address, 1, &answer, 4));
+    }
+}
+BENCHMARK(getRegisterData)->ArgName("regType")->Arg(1)->Arg(4)->Arg(7)->Arg(10)->Arg(13);
+
+// A screen's write: commMode 2 queues it (the newest value takes the pending one's place), 0 goes
+// to the image alone.
+void setRegisterData(benchmark::State &state) {
+    const int regType = static_cast<int>(state.range(0));
+    benchPort().commMode = static_cast<int>(state.range(1));
+    QString hostText;
+    QString address = regType == 1 ? "10.3" : "10";
+    QByteArray value(8, '\x01');
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(SetRegisterData(&hostText, regType, &address, 1, &value, 4, 0, 0));
+    }
+    benchPort().commMode = 2;
+}
+BENCHMARK(setRegisterData)
+    ->ArgNames({"regType", "commMode"})
+    ->ArgsProduct({{1, 4, 7, 10, 13}, {0, 2}});
+
+// A new screen set: the fitted order of growth stands under the rows.
+void rebuildCyclicList(benchmark::State &state) {
+    QList<VARDEF> definitions = benchDefinitions(static_cast<int>(state.range(0)), 10);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(ReCreatReadVarList(&definitions));
+    }
+    state.SetComplexityN(state.range(0));
+}
+BENCHMARK(rebuildCyclicList)
+    ->ArgName("definitions")
+    ->RangeMultiplier(10)
+    ->Range(100, 100000)
+    ->Unit(benchmark::kMillisecond)
+    ->Complexity();
+
+// The longest frame of a serial line.
+void checksumOfFrame(benchmark::State &state) {
+    QByteArray frame(256, '\x5A');
+    auto *bytes = reinterpret_cast<unsigned char *>(frame.data());
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(CalCRC(bytes, 256));
+    }
+    state.SetBytesProcessed(state.iterations() * frame.size());
+}
+BENCHMARK(checksumOfFrame);
+
+} // namespace
+
+int main(int argc, char **argv) {
+    SetComInfo(&benchPort());
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}
