@@ -1,4 +1,4 @@
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034
 # Shared by the scripts of this folder, which source it from the top of the tree.
 
 # What each kind of work needs, all of it from Debian.
