@@ -19,9 +19,11 @@ void readOfFullBlock(benchmark::State &state) {
     ReCreatReadVarList(&definitions);
     QByteArray reply = benchReply(*ComCommunication());
     DataCom(&reply, reply.size());
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(ComCommunication());
-        benchmark::DoNotOptimize(DataCom(&reply, reply.size()));
+        if (DataCom(&reply, reply.size())->result != 1) {
+            state.SkipWithError("the reply was not good");
+        }
     }
     state.SetBytesProcessed(state.iterations() * BlockRegisters * 2);
 }
@@ -33,7 +35,7 @@ void getRegisterData(benchmark::State &state) {
     QString hostText;
     QByteArray answer;
     const QString address = regType == 1 ? "10.3" : "10";
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(GetRegisterData(&hostText, regType, address, 1, &answer, 4));
     }
 }
@@ -47,7 +49,7 @@ void setRegisterData(benchmark::State &state) {
     QString hostText;
     QString address = regType == 1 ? "10.3" : "10";
     QByteArray value(8, '\x01');
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(SetRegisterData(&hostText, regType, &address, 1, &value, 4, 0, 0));
     }
     benchPort().commMode = 2;
@@ -59,7 +61,7 @@ BENCHMARK(setRegisterData)
 // A new screen set: the fitted order of growth stands under the rows.
 void rebuildCyclicList(benchmark::State &state) {
     QList<VARDEF> definitions = benchDefinitions(static_cast<int>(state.range(0)), 10);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(ReCreatReadVarList(&definitions));
     }
     state.SetComplexityN(state.range(0));
@@ -75,7 +77,7 @@ BENCHMARK(rebuildCyclicList)
 void checksumOfFrame(benchmark::State &state) {
     QByteArray frame(256, '\x5A');
     auto *bytes = reinterpret_cast<unsigned char *>(frame.data());
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(CalCRC(bytes, 256));
     }
     state.SetBytesProcessed(state.iterations() * frame.size());
