@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr qint64 MaxFileBytes = 4 * 1024 * 1024;
+constexpr qint64 MaxFileBytes = 1024 * 1024;
 constexpr int Registers = 65536;     // that an address on the wire tells apart
 constexpr int HighAreaOffset = 5000; // area 8 begins there
 constexpr Range Milliseconds{1, 60'000};
@@ -68,8 +68,8 @@ Display readDisplay(const JsonFields &fields, const Variable &variable) {
 
 // Stricter than the driver, which takes any text with a dot for a bit.
 void readAddress(const JsonFields &fields, Variable *variable) {
-    static const QRegularExpression bitAddress("^(\\d{1,6})\\.([0-7])$");
-    static const QRegularExpression plainAddress("^(\\d{1,6})$");
+    static const QRegularExpression bitAddress("^(\\d{1,6})\\.([0-7])\\z");
+    static const QRegularExpression plainAddress("^(\\d{1,6})\\z");
     const bool isBit = variable->width().bits == 1;
     variable->addressText = fields.text("address");
     const auto match = (isBit ? bitAddress : plainAddress).match(variable->addressText);
