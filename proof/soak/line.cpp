@@ -13,8 +13,19 @@ const Fault ReplyFaults[] = {Fault::RequestLost, Fault::ReplyLost, Fault::Late, 
                              Fault::Long,        Fault::Flipped,   Fault::Foreign,   Fault::Stale,
                              Fault::Stale,       Fault::Late,      Fault::Exception, Fault::Noise};
 
-char otherStation(char station, int step) {
-    return static_cast<char>(static_cast<unsigned char>(station) + step);
+// The same reply, sound, from another station.
+QByteArray foreignReply(QByteArray reply, int step) {
+    if (reply.size() <= 2)
+        return reply;
+    reply.chop(2);
+    reply[0] = static_cast<char>(static_cast<unsigned char>(reply.at(0)) + step);
+    return sealed(reply);
+}
+
+QByteArray refusal(const RW_VAR &asked, int code) {
+    QByteArray reply(1, static_cast<char>(asked.station));
+    reply.append(static_cast<char>(asked.isWrite != 0 ? 0x90 : 0x83));
+    return sealed(reply.append(static_cast<char>(code)));
 }
 
 } // namespace
@@ -64,34 +75,31 @@ void Line::damage(Fault fault, const Protocol &request, QByteArray &reply) {
         reply += noise(0);
         break;
     case Fault::Flipped:
-        for (int flips = undetectable && random.oneIn(8) ? 40 : random.between(1, 3); flips > 0;
-             --flips) {
-            const int at = random.below(qMax(1, reply.size()));
-            if (at < reply.size())
-                reply[at] = static_cast<char>(reply.at(at) ^ (1 << random.below(8)));
-        }
+        flip(reply);
         break;
     case Fault::Foreign:
-        if (reply.size() > 2) {
-            reply.chop(2);
-            reply[0] = otherStation(reply.at(0), random.between(1, 255));
-            reply = sealed(reply);
-        }
+        reply = foreignReply(reply, random.between(1, 255));
         break;
     case Fault::Stale:
         reply = staleReply(request);
         break;
-    case Fault::Exception: {
-        QByteArray refusal(1, static_cast<char>(request.var.station));
-        refusal.append(static_cast<char>(request.var.isWrite != 0 ? 0x90 : 0x83));
-        reply = sealed(refusal.append(static_cast<char>(random.between(1, 6))));
+    case Fault::Exception:
+        reply = refusal(request.var, random.between(1, 6));
         break;
-    }
     case Fault::Noise:
         reply = noise(request.replyLength);
         break;
     default:
         break;
+    }
+}
+
+// A CRC notices up to three bits always, more nearly always.
+void Line::flip(QByteArray &reply) {
+    const int flips = undetectable && random.oneIn(8) ? 40 : random.between(1, 3);
+    for (int i = 0; i < flips && !reply.isEmpty(); ++i) {
+        const int at = random.below(reply.size());
+        reply[at] = static_cast<char>(reply.at(at) ^ (1 << random.below(8)));
     }
 }
 

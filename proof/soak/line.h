@@ -29,6 +29,7 @@ public:
 private:
     Fault draw(const Protocol &request);
     void damage(Fault fault, const Protocol &request, QByteArray &reply);
+    void flip(QByteArray &reply);
     QByteArray staleReply(const Protocol &request);
     QByteArray noise(int usualLength);
 

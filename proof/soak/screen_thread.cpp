@@ -86,11 +86,16 @@ int ScreenThread::anyStation() {
 }
 
 void ScreenThread::touchImage() {
-    const QMutexLocker image(&PLC_driver.imageMutex); // the bytes; no entry comes or grows now
-    volatile char *bytes = DataStorage[anyStation()][random.between(6, 7)].data();
-    const int index = random.below(4 * 2 * BlockSize);
-    const char kept = bytes[index];
-    bytes[index] = kept;
+    const int owner = anyStation();
+    const int area = random.between(6, 7);
+    for (int round = 0; round < 8; ++round) {
+        const QMutexLocker image(&PLC_driver.imageMutex); // the bytes; no entry comes or grows now
+        volatile char *bytes = DataStorage[owner][area].data();
+        for (int index = 0; index < 4 * 2 * BlockSize; index += 4) {
+            const char kept = bytes[index];
+            bytes[index] = kept;
+        }
+    }
 }
 
 void ScreenThread::readAnywhere() {

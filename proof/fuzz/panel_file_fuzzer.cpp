@@ -1,0 +1,36 @@
+// Any text as a panel file: read whole, or refused with one line that says why.
+#include "fuzzed_host.h"
+#include "panel/panel_file.h"
+
+namespace {
+
+void checkPanel(const PanelFile &panel) {
+    require(panel.blockLimit >= 1 && panel.blockLimit <= 125, "the block limit is in its range");
+    require(!panel.variables.empty(), "a panel has a variable");
+    for (const Variable &variable : panel.variables) {
+        const RegisterSpan span = variable.span();
+        require(variable.regType >= 0 && variable.regType <= 14, "the register type is known");
+        require(span.first >= 0 && span.count >= 1 && span.first + span.count <= 65536,
+                "the variable lies within its area");
+    }
+    for (const WriteJob &job : panel.writes) {
+        require(job.variable < panel.variables.size(), "a write names a variable of the panel");
+        const Variable &variable = panel.variables[job.variable];
+        require(job.data.size() == variable.count * variable.width().hostBytes,
+                "a write has the data of its variable");
+    }
+}
+
+} // namespace
+
+// NOLINTNEXTLINE(readability-identifier-naming)
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const QByteArray text(reinterpret_cast<const char *>(data), static_cast<int>(size));
+    QString error;
+    const auto panel = parsePanel(text, &error);
+    require(panel.has_value() == error.isEmpty(), "a panel, or a reason");
+    require(!error.contains('\n'), "the reason is one line");
+    if (panel)
+        checkPanel(*panel);
+    return 0;
+}
