@@ -98,9 +98,15 @@ void ScreenThread::touchImage() {
     }
 }
 
+// Creates areas, and lengthens those that replies are stored to.
 void ScreenThread::readAnywhere() {
     QString text;
     QByteArray answer;
+    for (int reads = 0; reads < 4; ++reads) {
+        const int address = random.below(1 << random.between(5, 15));
+        GetRegisterData(&text, random.between(6, 7), QString::number(address), anyStation(),
+                        &answer, random.between(1, 4));
+    }
     GetRegisterData(&text, random.below(15), QString::number(random.below(600)) + ".0",
                     random.below(250), &answer, random.between(1, 20));
     GetRegisterData(&text, random.between(3, 14), QString::number(random.below(600)),
