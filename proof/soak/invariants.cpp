@@ -45,9 +45,10 @@ std::string checkEnds(const char *name, const QList<RW_VAR> &list,
         return mismatch(name, list.size(), static_cast<int>(expected.size()));
     if (list.isEmpty())
         return {};
-    if (!sameEntry(list.constFirst(), expected.front()))
+    if (!sameEntry(list.constFirst(), expected.front())) {
         return std::string("head of ") + name + " is " + describe(list.constFirst()) + ", not " +
                describe(expected.front());
+    }
     return sameEntry(list.constLast(), expected.back())
                ? std::string()
                : std::string("end of ") + name + " is " + describe(list.constLast()) + ", not " +
@@ -69,10 +70,11 @@ std::string checkStations(const Ledger &ledger, const Plant &plant) {
             continue;
         for (int area = FirstArea; area < FirstArea + AreaCount; ++area) {
             for (int reg = 0; reg < RegistersPerArea; ++reg) {
-                if (expected.at(area, reg) != station.memory.at(area, reg))
+                if (expected.at(area, reg) != station.memory.at(area, reg)) {
                     return "PLC station " + std::to_string(number) + " area " +
                            std::to_string(area) + " register " + std::to_string(reg) + ": " +
                            mismatch("value", station.memory.at(area, reg), expected.at(area, reg));
+                }
             }
         }
     }
@@ -82,9 +84,10 @@ std::string checkStations(const Ledger &ledger, const Plant &plant) {
 } // namespace
 
 std::string checkRequest(const ExpectedRequest *expected, const Protocol *offered) {
-    if ((expected == nullptr) != (offered == nullptr))
+    if ((expected == nullptr) != (offered == nullptr)) {
         return expected == nullptr ? "a request where none is due: " + describe(offered->var)
                                    : "no request, due is " + describe(expected->var);
+    }
     if (expected == nullptr)
         return {};
     if (!sameRecord(expected->var, offered->var))
@@ -98,9 +101,11 @@ std::string checkRequest(const ExpectedRequest *expected, const Protocol *offere
 
 std::string checkState(const Ledger &ledger, const ComInfo &info, const Plant &plant) {
     std::string wrong = checkCounters(ledger.counters, info);
-    if (wrong.empty() && PLC_driver.requestList.size() != static_cast<int>(ledger.requests.size()))
+    if (wrong.empty() &&
+        PLC_driver.requestList.size() != static_cast<int>(ledger.requests.size())) {
         wrong = mismatch("requestList", PLC_driver.requestList.size(),
                          static_cast<int>(ledger.requests.size()));
+    }
     if (wrong.empty())
         wrong = checkEnds("writeList", PLC_driver.writeList, ledger.writes);
     if (wrong.empty())
@@ -138,9 +143,10 @@ std::string checkPassedOver(const Plant &plant) {
         for (int reg = request.address; reg < request.address + request.count; ++reg) {
             const auto low = static_cast<unsigned char>(bytes.at(2 * reg));
             const auto high = static_cast<unsigned char>(bytes.at(2 * reg + 1));
-            if (low + 256 * high != memory.at(request.regType, reg))
+            if (low + 256 * high != memory.at(request.regType, reg)) {
                 return "after a full pass register " + std::to_string(reg) + " of " +
                        describe(request) + " is not the PLC's";
+            }
         }
     }
     return {};

@@ -79,10 +79,11 @@ int Ledger::addWrite(const RW_VAR &var, int mode) {
     const auto pending = writes.empty() ? writes.end() : writes.begin() + 1;
     const auto same = std::find_if(
         pending, writes.end(), [&var](const RW_VAR &waiting) { return sameTarget(waiting, var); });
-    if (mode != 1 && same != writes.end())
+    if (mode != 1 && same != writes.end()) {
         *same = var;
-    else if (mode == 1 || writes.size() < QueueBound)
+    } else if (mode == 1 || writes.size() < QueueBound) {
         writes.push_back(var);
+    }
     return static_cast<int>(writes.size());
 }
 
@@ -149,12 +150,13 @@ int Ledger::setRegister(RW_VAR var, const QByteArray &data) {
 }
 
 void Ledger::switchStation(int station, int flag) {
-    if (station < 0)
+    if (station < 0) {
         disabled.clear();
-    else if (flag == 0)
+    } else if (flag == 0) {
         disabled.insert(station);
-    else if (flag == 1)
+    } else if (flag == 1) {
         disabled.erase(station);
+    }
 }
 
 void Ledger::rebuilt(const QList<RW_VAR> &list) {

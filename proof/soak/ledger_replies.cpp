@@ -156,19 +156,21 @@ void Ledger::countPass(bool local) {
 
 void Ledger::finish(bool local, std::vector<Report> &reports) {
     const bool failed = counters.commFailed;
-    if (counters.listKind == 1)
+    if (counters.listKind == 1) {
         finishQueued(writes, true, reports);
-    else if (counters.listKind == 2)
+    } else if (counters.listKind == 2) {
         finishQueued(onceReads, local, reports);
-    else if (counters.listKind == 0)
+    } else if (counters.listKind == 0) {
         finishCyclic();
+    }
     if (!failed)
         return;
     reports.push_back({true, currentVar.ownerId, 0, 1});
-    if (counters.listKind == 1)
+    if (counters.listKind == 1) {
         dropDuplicates(writes);
-    else if (counters.listKind == 2)
+    } else if (counters.listKind == 2) {
         dropDuplicates(onceReads);
+    }
 }
 
 void Ledger::finishQueued(std::deque<RW_VAR> &queue, bool reporting, std::vector<Report> &reports) {

@@ -20,7 +20,7 @@ struct Options {
 };
 
 int refuse(const QString &text) {
-    std::fprintf(stderr, "soak: %s\n", qPrintable(text));
+    static_cast<void>(std::fprintf(stderr, "soak: %s\n", qPrintable(text)));
     return 2;
 }
 
@@ -106,6 +106,6 @@ int main(int argc, char *argv[]) {
     if (parser.isSet("help"))
         parser.showHelp(0);
     std::printf("soak: seed %llu\n", options.seed);
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout));
     return run(options);
 }

@@ -73,9 +73,10 @@ Request decodeModbus(const QByteArray &frame) {
     if (!access.isWrite)
         return request;
     request.sound = isCompleteWrite(frame, access.count);
-    for (int i = 0; request.sound && i < access.count; ++i)
+    for (int i = 0; request.sound && i < access.count; ++i) {
         access.changes.push_back(
             {access.first + i, 0xFFFF, static_cast<quint16>(wordAt(frame, 7 + 2 * i))});
+    }
     return request;
 }
 
@@ -113,12 +114,13 @@ Access accessOfWrite(const RW_VAR &var) {
         return access;
     access.isWrite = true;
     access.area = var.regType % 3 + FirstArea;
-    if (var.regType < 3)
+    if (var.regType < 3) {
         addBits(var, access);
-    else if (var.regType < 6)
+    } else if (var.regType < 6) {
         addBytes(var, access);
-    else
+    } else {
         addRegisters(var, access);
+    }
     if (!access.changes.empty()) {
         access.first = access.changes.front().reg;
         access.count = access.changes.back().reg - access.first + 1;

@@ -138,13 +138,15 @@ std::string Round::checkReports(const Outcome &outcome) {
     if (recorder.reports == outcome.reports)
         return {};
     std::string wrong = "reports differ; made:";
-    for (const Report &report : recorder.reports)
+    for (const Report &report : recorder.reports) {
         wrong += (report.fail ? " fail(" : " finish(") + std::to_string(report.ownerId) + "," +
                  std::to_string(report.itemId) + "," + std::to_string(report.status) + ")";
+    }
     wrong += "; due:";
-    for (const Report &report : outcome.reports)
+    for (const Report &report : outcome.reports) {
         wrong += (report.fail ? " fail(" : " finish(") + std::to_string(report.ownerId) + "," +
                  std::to_string(report.itemId) + "," + std::to_string(report.status) + ")";
+    }
     return wrong;
 }
 

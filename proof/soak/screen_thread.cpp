@@ -66,18 +66,19 @@ void ScreenThread::call() {
     if (setup.floods && random.oneIn(100))
         flood();
     const int draw = random.below(100);
-    if (draw < 45)
+    if (draw < 45) {
         write();
-    else if (draw < 65)
+    } else if (draw < 65) {
         readBlock();
-    else if (draw < 80)
+    } else if (draw < 80) {
         queueRead();
-    else if (draw < 88)
+    } else if (draw < 88) {
         setup.holdsImage ? touchImage() : readAnywhere();
-    else if (draw < 97)
+    } else if (draw < 97) {
         EnCommStation(setup.switchedStation, random.below(2));
-    else
+    } else {
         ReCreatReadVarList(&setup.definitions);
+    }
 }
 
 int ScreenThread::anyStation() {

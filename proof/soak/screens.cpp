@@ -156,10 +156,11 @@ std::string Screens::switchStation() {
     const int station = random.oneIn(3) ? -1 : anyStation();
     const int flag = random.below(3);
     ledger.switchStation(station, flag);
-    if (random.oneIn(2))
+    if (random.oneIn(2)) {
         EnCommStation(station, flag);
-    else
+    } else {
         EnableEthernet(station, flag);
+    }
     return {};
 }
 
@@ -170,7 +171,7 @@ std::string Screens::rebuildAtRandom() {
         definitions.append(drawDefinition(random, setup, true));
     if (random.oneIn(20))
         definitions.clear();
-    const std::string wrong = rebuild(definitions);
+    std::string wrong = rebuild(definitions);
     answerable = !beyond && !definitions.isEmpty();
     return wrong;
 }
@@ -185,9 +186,10 @@ std::string Screens::rebuild(const QList<VARDEF> &definitions) {
     }
     ledger.rebuilt(list);
     answerable = true;
-    if (result != list.size())
+    if (result != list.size()) {
         return "ReCreatReadVarList answered " + std::to_string(result) + ", not " +
                std::to_string(list.size());
+    }
     return uncovered(definitions, list, setup.info);
 }
 

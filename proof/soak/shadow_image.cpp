@@ -35,9 +35,10 @@ std::string differenceOf(const QByteArray &expected, const QByteArray &actual, i
                          int area) {
     if (expected == actual)
         return {};
-    if (expected.size() != actual.size())
+    if (expected.size() != actual.size()) {
         return placeOf(station, area, actual.size()) + " is where the image ends, not at " +
                std::to_string(expected.size());
+    }
     int index = 0;
     while (expected.at(index) == actual.at(index))
         ++index;
@@ -125,18 +126,20 @@ QByteArray ShadowImage::read(int station, int regType, int address, int count) {
 }
 
 std::string ShadowImage::difference(const Image &image) const {
-    if (static_cast<int>(stations.size()) != image.size())
+    if (static_cast<int>(stations.size()) != image.size()) {
         return "image has " + std::to_string(image.size()) + " stations, not " +
                std::to_string(stations.size());
+    }
     auto actual = image.cbegin();
     for (const auto &[number, areas] : stations) {
         if (actual.key() != number || actual.value().size() != static_cast<int>(areas.size()))
             return "areas of station " + std::to_string(number) + " differ";
         auto actualArea = actual.value().cbegin();
         for (const auto &[key, expected] : areas) {
-            if (actualArea.key() != key)
+            if (actualArea.key() != key) {
                 return "area " + std::to_string(key) + " of station " + std::to_string(number) +
                        " is missing";
+            }
             std::string found = differenceOf(expected.bytes, actualArea.value(), number, key);
             if (!found.empty())
                 return found;

@@ -32,7 +32,8 @@ public:
     void makeRoom(int station, int regType, int address, int count);
 
     // Registers as a reply brings them.
-    void store(int station, int area, int first, const std::vector<quint16> &values, Origin origin);
+    void store(int station, int areaNumber, int first, const std::vector<quint16> &values,
+               Origin origin);
 
     // A write in host form.
     void writeBack(const RW_VAR &var);
@@ -49,7 +50,7 @@ public:
 private:
     ShadowArea &area(int station, int regType);
     static void setByte(ShadowArea &area, int index, char value, Origin origin);
-    void writeBits(ShadowArea &area, const RW_VAR &var);
+    static void writeBits(ShadowArea &target, const RW_VAR &var);
 
     std::map<int, std::map<int, ShadowArea>> stations;
 };

@@ -14,9 +14,10 @@ void Tally::print() const {
     std::printf("rounds %llu writes %llu one-shots %llu finished %llu given-up %llu\n", rounds,
                 writes, oneShots, finished, givenUp);
     std::printf("exchanges %llu;", exchanges);
-    for (size_t kind = 0; kind < faults.size(); ++kind)
+    for (size_t kind = 0; kind < faults.size(); ++kind) {
         std::printf(" %s %llu%s", FaultNames[kind], faults[kind],
                     kind + 1 < faults.size() ? "," : ";");
+    }
     std::printf(" undetectable %llu; violations %llu\n", undetectable, violations);
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout));
 }

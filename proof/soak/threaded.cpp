@@ -181,9 +181,10 @@ std::string ThreadedRound::checkReports() const {
         if (report.fail)
             continue;
         tally.finished += report.status == 1 ? 1 : 0;
-        if (report.itemId > 0 && ++seen[{report.ownerId, report.itemId}] > 1)
+        if (report.itemId > 0 && ++seen[{report.ownerId, report.itemId}] > 1) {
             return "two reports for owner " + std::to_string(report.ownerId) + " item " +
                    std::to_string(report.itemId);
+        }
     }
     return recorder.foreignContext ? "a callback got a wrong context or list" : "";
 }
@@ -209,10 +210,11 @@ std::string ThreadedRound::checkScreen(const ScreenThread &screen) const {
     }
     const int base = screen.number * RegistersPerScreen;
     for (int reg = base; reg < base + RegistersPerScreen; ++reg) {
-        if (actual.at(7, reg) != expected.at(7, reg))
+        if (actual.at(7, reg) != expected.at(7, reg)) {
             return "register " + std::to_string(reg) + " of station " +
                    std::to_string(screen.station) + " is " + std::to_string(actual.at(7, reg)) +
                    ", not " + std::to_string(expected.at(7, reg));
+        }
     }
     return {};
 }
