@@ -11,10 +11,9 @@
 
 namespace {
 
-constexpr int Extremes[] = {INT_MIN,     INT_MIN + 1, INT_MAX / -2, -65536, -16,
-                            -5,          -3,          -2,           -1,     0,
-                            1,           2,           65535,        65536,  MaxAreaBytes,
-                            INT_MAX / 8, INT_MAX - 1, INT_MAX / 16, INT_MAX};
+constexpr int Extremes[] = {INT_MIN, INT_MIN + 1, INT_MAX / -2, -65536,      -16,         -5,
+                            -3,      -2,          -1,           0,           1,           2,
+                            65535,   65536,       MaxAreaBytes, INT_MAX / 8, INT_MAX - 1, INT_MAX};
 
 int onFinish(void * /*context*/, int /*ownerId*/, int /*itemId*/, int status) {
     require(status == 1 || status == 2, "a finish report has status 1 or 2");

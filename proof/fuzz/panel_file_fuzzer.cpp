@@ -23,6 +23,13 @@ void checkPanel(const PanelFile &panel) {
 
 } // namespace
 
+// QJsonDocument of Qt 5.15 leaks the containers of a key that is given twice, and its frames cannot
+// be told from ours, so this target looks for no leaks; the tests of the panel do.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" const char *__asan_default_options() {
+    return "detect_leaks=0";
+}
+
 // NOLINTNEXTLINE(readability-identifier-naming)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const QByteArray text(reinterpret_cast<const char *>(data), static_cast<int>(size));
