@@ -39,11 +39,12 @@ void read(FuzzedDataProvider &input) {
     const int result = GetRegisterData(&text, regType, address, drawInt(input), &answer, count);
     const bool valid = StringAddressToInt(regType, address) >= 0;
     require(result == 0 || valid, "an invalid address is refused");
-    if (result == 0)
+    if (result == 0) {
         require(answer.isEmpty() || answer.size() == 2 * count, "a refusal answers words");
-    else
+    } else {
         require(answer.size() == (count > 0 ? answerLength(regType, count) : 0),
                 "the answer has its full length");
+    }
     require(result == 1 || answer.count('\0') == answer.size(), "a refusal answers zeros");
 }
 

@@ -30,7 +30,7 @@ int onFail(QList<RW_VAR> *list, int /*ownerId*/, int flag) {
 void require(bool holds, const char *promise) {
     if (holds)
         return;
-    std::fprintf(stderr, "broken promise: %s\n", promise);
+    static_cast<void>(std::fprintf(stderr, "broken promise: %s\n", promise));
     std::abort();
 }
 

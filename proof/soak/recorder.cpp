@@ -15,10 +15,11 @@ int onFinish(void *context, int ownerId, int itemId, int status) {
 
 int onFail(QList<RW_VAR> *list, int ownerId, int flag) {
     attached->reports.push_back({true, ownerId, 0, flag});
-    if (list == nullptr || !list->isEmpty())
+    if (list == nullptr || !list->isEmpty()) {
         attached->foreignContext = true;
-    else
+    } else {
         list->append(RW_VAR()); // the driver must not look at it afterwards
+    }
     return 0;
 }
 
