@@ -6,6 +6,8 @@
 #include "plc_driver.h"
 #include "remote/remote_frames.h"
 
+#include <algorithm>
+
 namespace {
 
 // A queue is served while its burst counter is at most this: five requests in a row.
@@ -74,15 +76,30 @@ bool sendOnceRead() {
     return true;
 }
 
-// Turns the cyclic list until its head can be sent, once round at most.
-bool turnToReadable(QList<RW_VAR> &list) {
-    for (int turns = list.size(); turns > 0; --turns) {
-        if (canBeRead(list.constFirst())) {
-            return true;
-        }
-        list.move(0, list.size() - 1);
+void reverse(QList<RW_VAR> &list, int from, int to) {
+    for (; from < to - 1; ++from, --to) {
+        list.swapItemsAt(from, to - 1);
     }
-    return false;
+}
+
+// Moves the first `count` entries to the end, in their order, in linear time. Only pointers are
+// swapped: every entry keeps its address.
+void rotate(QList<RW_VAR> &list, int count) {
+    reverse(list, 0, count);
+    reverse(list, count, list.size());
+    reverse(list, 0, list.size());
+}
+
+// Turns the cyclic list until its head can be sent; when nothing can, it stays as it is.
+bool turnToReadable(QList<RW_VAR> &list) {
+    const auto readable = std::find_if(list.cbegin(), list.cend(), canBeRead);
+    if (readable == list.cend()) {
+        return false;
+    }
+    if (readable != list.cbegin()) {
+        rotate(list, static_cast<int>(readable - list.cbegin()));
+    }
+    return true;
 }
 
 bool sendCyclicRead() {

@@ -83,13 +83,19 @@ int nextReplacement(const RW_VAR &record, int address, const Cut &cut, int from)
     return next;
 }
 
-// Shows screens the pieces in [from, to) that a full queue has dropped.
+// Shows screens the pieces in [from, to) that a full queue has dropped: one value, as far as an
+// image area goes. The piece in which it ends is refused whole, as it would be by itself.
 void mirrorDropped(RW_VAR &record, int address, const Cut &cut, int from, int to) {
-    while (from < to && isMirroredAtOnce()) {
-        const int elements = std::min(cut.limit, to - from);
+    const int bits = cut.width == Width::Bit ? 1 : cut.valueBytes * 8;
+    const qint64 room = qint64{MaxAreaBytes} * 8 / bits - address - from;
+    int elements = to - from;
+    if (room < elements) {
+        elements = static_cast<int>(std::max<qint64>(room, 0));
+        elements -= elements % cut.limit;
+    }
+    if (elements > 0 && isMirroredAtOnce()) {
         fillRecord(record, address, cut, from, elements);
         WriteDataToLocal(&record);
-        from += elements;
     }
 }
 
