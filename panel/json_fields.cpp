@@ -5,6 +5,23 @@
 #include <algorithm>
 #include <cmath>
 
+namespace {
+
+// A key or text of the file may hold anything; an error is one line all the same.
+QString printable(const QString &text) {
+    QString line;
+    for (const QChar character : text) {
+        if (character.isPrint() || character.isSurrogate()) {
+            line += character;
+        } else {
+            line += QString("\\u%1").arg(character.unicode(), 4, 16, QChar('0'));
+        }
+    }
+    return line;
+}
+
+} // namespace
+
 int JsonFields::integer(const char *key, Range range, std::optional<int> fallback) const {
     const QJsonValue found = typed(key, QJsonValue::Double, "a number", fallback.has_value());
     if (found.isUndefined())
@@ -57,7 +74,7 @@ void JsonFields::allowOnly(std::initializer_list<const char *> keys) const {
 
 void JsonFields::fail(const QString &key, const QString &reason) const {
     if (!failed())
-        *m_error = placeOf(key) + ": " + reason;
+        *m_error = printable(placeOf(key) + ": " + reason);
 }
 
 QString JsonFields::placeOf(const QString &key) const {

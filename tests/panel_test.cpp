@@ -61,7 +61,7 @@ TEST(PanelFile, SaysWhereAndWhyItIsWrong) {
          "variables[0].address: \"12.8\" is not \"byte.bit\", like \"12.3\""},
         {panelWith(high + R"("-1")"), "variables[0].address: \"-1\" is not a number, like \"100\""},
         {panelWith(high + R"("1\n")"),
-         "variables[0].address: \"1\n\" is not a number, like \"100\""},
+         "variables[0].address: \"1\\u000a\" is not a number, like \"100\""},
         {panelWith(high + R"("60536")"),
          "variables[0].address: beyond the last register of the area"},
         {panelWith(Word, R"(, "onceReads": [{"name": "a", "station": 1, "registerType": 7,
