@@ -17,6 +17,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/modbus_rtu_driver-config-
 install(FILES ${PROJECT_BINARY_DIR}/modbus_rtu_driver-config.cmake
   ${PROJECT_BINARY_DIR}/modbus_rtu_driver-config-version.cmake DESTINATION ${PACKAGE_DIR})
 
+# Found from where the file itself lies, so that cmake --install --prefix moves all of it.
+file(RELATIVE_PATH PREFIX_FROM_PC /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/modbus_rtu_driver.pc.in ${PROJECT_BINARY_DIR}/modbus_rtu_driver.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/modbus_rtu_driver.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -22,9 +22,11 @@ function(add_optional_folder folder needs)
 endfunction()
 
 enable_testing()
-add_optional_folder(panel "QtSerialPort (libqt5serialport5-dev)" Qt5SerialPort_FOUND)
+add_optional_folder(panel "QtSerialPort (libqt5serialport5-dev) and threads"
+  Qt5SerialPort_FOUND AND Threads_FOUND)
 add_optional_folder(examples "QtSerialPort (libqt5serialport5-dev)" Qt5SerialPort_FOUND)
-add_optional_folder(plcsim "libmodbus (libmodbus-dev)" MODBUS_FOUND)
-add_optional_folder(tests "GoogleTest (libgtest-dev)" GTest_FOUND)
-add_optional_folder(bench "Google Benchmark (libbenchmark-dev)" benchmark_FOUND)
+add_optional_folder(plcsim "libmodbus and pkg-config (libmodbus-dev, pkg-config)" MODBUS_FOUND)
+add_optional_folder(tests "GoogleTest (libgtest-dev) and threads" GTest_FOUND AND Threads_FOUND)
+add_optional_folder(bench "Google Benchmark (libbenchmark-dev) and threads"
+  benchmark_FOUND AND Threads_FOUND)
 add_optional_folder(proof "threads" Threads_FOUND)

@@ -1,5 +1,5 @@
 // Judges one reply against the request in flight and names the result.
-#include "driver/replies.h"
+#include "driver/judging.h"
 
 #include "driver/Communication_Protocol.h"
 #include "driver/wrapping.h"

@@ -6,8 +6,8 @@
 #include <QThread>
 
 static QByteArray exchange(QSerialPort &port, const Protocol &request) {
-    port.clear(QSerialPort::Input); // a late reply is not the answer to this request
     QThread::msleep(2);             // 3.5 characters of silence part two frames
+    port.clear(QSerialPort::Input); // a late reply is not the answer to this request
     port.write(request.frame.constData(), request.frameLength);
     port.waitForBytesWritten(1000);
     QByteArray reply;
@@ -22,8 +22,9 @@ int main(int argc, char **argv) {
     const QCoreApplication application(argc, argv);
     QSerialPort port(application.arguments().value(1, "/dev/ttyS0"));
     port.setBaudRate(QSerialPort::Baud19200);
+    port.setParity(QSerialPort::EvenParity);
     if (!port.open(QIODevice::ReadWrite)) {
-        return 3;
+        qFatal("%s", qPrintable(port.errorString()));
     }
     static ComInfo info{};  // the driver keeps its address
     info.blockLimit = 100;  // registers in one request
@@ -45,6 +46,8 @@ int main(int argc, char **argv) {
             QByteArray reply = exchange(port, *request);
             if (DataCom(&reply, reply.size())->result == 1) {
                 info.retryCount = 0; // or failures of different requests would add up
+            } else {
+                QThread::msleep(500); // let a late reply come and go before the next request
             }
         }
         QByteArray values;
