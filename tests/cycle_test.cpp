@@ -5,311 +5,164 @@
 
 namespace {
 
-TEST_F(Driver, WritesThenOneShotReadsThenCyclicReads) {
-    // writes, one-shot reads and cyclic reads waiting; where the requests come from, - for none
-    for (const Row &row : table(R"(12 12 2 WWWWWOOOOOCWWWWWOOOOOCWWOOCCC; 12 0 2 WWWWWCWWWWWCWWCC
-             0 12 2 OOOOOCOOOOOCOOCC; 12 0 0 WWWWW-WWWWW-WW--; 6 6 0 WWWWWOOOOO-WO--
-             0 6 0 OOOOO-O-; 5 5 1 WWWWWOOOOOC; 0 0 0 --)")) {
-        reset();
-        QList<RW_VAR> *const lists[] = {&PLC_driver.writeList, &PLC_driver.onceReadList,
-                                        &PLC_driver.readList};
-        for (int kind = 0; kind < 3; ++kind) {
-            for (int i = 0; i < row.number(kind); ++i) {
-                *lists[kind] << var(QString("1/7:%1+1").arg(i));
+class Cycle : public Driver {
+protected:
+    Cycle() {
+        on("off", [](const Words &w) { EnableEthernet(w.number(1), 0); });
+        on("port", [](const Words &w) { headOf(w[1]).portId = w.number(2); });
+        on("isWrite", [](const Words &w) { headOf(w[1]).isWrite = w.number(2); });
+        on("saveMode", [](const Words &w) { headOf(w[1]).saveMode = w.number(2); });
+        on("anyLength", [](const Words &) { PLC_driver.requestList[0].replyLength = -1; });
+        on("deaf", [](const Words &) { RegistCallBackFuncIntf(nullptr, nullptr); });
+        on("null", [](const Words &w) { return DataCom(nullptr, w.number(1))->result; });
+        on("judge", [](const Words &w) {
+            QByteArray reply = w.data(1);
+            const bool local = PLC_driver.requestList[0].var.portId == PLC_driver.comInfo->portId;
+            return (local ? DealDataOfLocalArea : DealDataOfRemoteArea)(&reply, reply.size());
+        });
+        on("bits", [](const Words &w) { return write(1, w[1], 1, bytes("01"), 1, 3, 7); });
+        on("waiting", [](const Words &w) { // that many writes, one-shot reads and cyclic reads
+            const auto fill = [](QList<RW_VAR> &list, int size) {
+                for (int i = 0; i < size; ++i) {
+                    list << var(QString("1/7:%1+1").arg(i));
+                }
+            };
+            fill(PLC_driver.writeList, w.number(1));
+            fill(PLC_driver.onceReadList, w.number(2));
+            fill(PLC_driver.readList, w.number(3));
+        });
+        on("turns", [this](const Words &w) {
+            QString lists;
+            while (lists.size() < w.number(1)) {
+                lists += exchange();
             }
-        }
-        std::string sources;
-        while (sources.size() < row.text(3).size()) {
-            sources += exchange() ? "CWO"[PLC_driver.listKind] : '-';
-        }
-        EXPECT_EQ(sources, row.text(3));
-        EXPECT_TRUE(PLC_driver.writeList.isEmpty() && PLC_driver.onceReadList.isEmpty());
+            return lists;
+        });
     }
-    EXPECT_TRUE(info.scanDone == 1 && PLC_driver.listKind == NoList);
+
+    static RW_VAR &headOf(const QString &list) {
+        return list == "W" ? PLC_driver.writeList[0] : PLC_driver.onceReadList[0];
+    }
+};
+
+TEST_F(Cycle, WritesThenOneShotReadsThenCyclicReads) {
+    run("W O pass", R"(waiting 12 12 2; turns 29 => WWWWWOOOOOCWWWWWOOOOOCWWOOCCC W= O= pass=0/1
+        waiting 12 0 2; turns 16 => WWWWWCWWWWWCWWCC W= pass=0/1
+        waiting 0 12 2; turns 16 => OOOOOCOOOOOCOOCC O= pass=0/1
+        waiting 12 0 0; turns 16 => WWWWW-WWWWW-WW-- W= pass=0/1
+        waiting 6 6 0; turns 14 => WWWWWOOOOO-WO- W= O= pass=0/1
+        waiting 5 5 1; turns 11 => WWWWWOOOOOC W= O= pass=0/1 | turns 2 => -- pass=0/1)");
+    run("kind burst pass requests",
+        R"(O 1/7:0+1; ask => 01 03 00 00 00 01 84 0A kind=2 burst=0/1 requests=01 03 00 00 00 01 84 0A [7 3 2] 1/7:0+1
+        &W 1/7:0+1; ask => 01 03 00 00 00 01 84 0A | &ask => 01 03 00 00 00 01 84 0A)");
 }
 
-TEST_F(Driver, APendingRequestComesBackUnchanged) {
-    PLC_driver.onceReadList = vars("1/7:0+1 1/7:1+1");
-    Protocol *request = ComCommunication();
-    PLC_driver.writeList = vars("1/7:0+1");
-    for (int i = 0; i < 9; ++i) {
-        EXPECT_EQ(ComCommunication(), request);
-    }
-    EXPECT_EQ(text(request->var), "1/7:0+1");
-    EXPECT_TRUE(PLC_driver.onceBurst == 1 && PLC_driver.writeBurst == 0 && info.scanDone == 0);
-    EXPECT_TRUE(PLC_driver.onceReadList.size() == 2 && PLC_driver.requestList.size() == 1);
-    EXPECT_EQ(PLC_driver.listKind, OnceReadQueue);
+TEST_F(Cycle, DisabledAndUnreadableEntriesArePassedOver) {
+    run("W O C kind burst pass reports", R"(
+        off 4; W 4/7:0+1 4/7:1+1 4/7:2+1 5/7:3+1=1122; ask => 05 10 00 03 00 01 02 22 11 4C 0F W=5/7:3+1=1122 kind=1 burst=1/0
+        off 4; W 4/7:0+1 4/7:1+1; O 4/7:0+1 5/7:0+1; ask => 05 03 00 00 00 01 85 8E W= O=5/7:0+1 kind=2 burst=0/1
+        off 4; W 4/7:0+1; O 4/7:0+1; C 4/7:0+1 5/7:0+1; ask => 05 03 00 00 00 01 85 8E W= O= C=5/7:0+1! 4/7:0+1 kind=0
+        off 4; C 4/7:0+1 4/7:1+1 5/9:2+1; ask => - pass=0/1 | O 5/9:0+1; C 5/9:1+1; ask => - O= pass=0/1
+        off 4; C 5/9:0+1 4/7:1+1 5/7:0+1; ask => 05 03 00 00 00 01 85 8E C=5/7:0+1! 5/9:0+1 4/7:1+1 kind=0
+        O 5/5:0+1 5/9:1+1 5/7:0+1; ask => 05 03 00 00 00 01 85 8E O=5/7:0+1 kind=2 burst=0/1
+        set remoteMode 1; O 5/9:0+1; ask => 16 00 00 01 05 00 09 00 00 00 00 00 01 00 00 00 00 00 00 00 00 26 kind=2 burst=0/1
+        off 4; set remoteMode 1; C 4/7:0+1 5/9:0+1; ask => 16 00 00 01 05 00 09 00 00 00 00 00 01 00 00 00 00 00 00 00 00 26 C=5/9:0+1 4/7:0+1 kind=0
+        W 5/0:0+1; ask => 05 00 00 00 00 E8 kind=1 burst=1/0)");
 }
 
-TEST_F(Driver, DisabledAndUnreadableEntriesArePassedOver) {
-    // remoteMode | writes | one-shot | cyclic | sent | the three lists afterwards; 4 is disabled
-    for (const Row &row : table(R"(0|4/7:0+1 4/7:1+1 4/7:2+1 5/7:3+1|||5/7:3+1|5/7:3+1
-             0|4/7:0+1 4/7:1+1|4/7:0+1 5/7:1+1||5/7:1+1||5/7:1+1
-             0|4/7:0+1|4/7:0+1|4/7:0+1 5/7:1+1|5/7:1+1|||5/7:1+1 4/7:0+1
-             0|||4/7:0+1 4/7:1+1 5/9:2+1||||4/7:0+1 4/7:1+1 5/9:2+1
-             0|||5/9:0+1 4/7:1+1 5/7:2+1|5/7:2+1|||5/7:2+1 5/9:0+1 4/7:1+1
-             0||5/5:0+1 5/9:1+1 5/7:2+1||5/7:2+1||5/7:2+1; 0||5/9:0+1|5/9:1+1||||5/9:1+1
-             1||5/9:0+1||5/9:0+1||5/9:0+1; 1|||4/7:0+1 5/9:1+1|5/9:1+1|||5/9:1+1 4/7:0+1
-             0|5/0:0+1|||5/0:0+1|5/0:0+1)")) {
-        SCOPED_TRACE(row.trace());
-        reset();
-        EnableEthernet(4, 0);
-        info.remoteMode = row.number(0);
-        PLC_driver.writeList = vars(row[1]);
-        PLC_driver.onceReadList = vars(row[2]);
-        PLC_driver.readList = vars(row[3]);
-        const Protocol *request = ComCommunication();
-        EXPECT_EQ(request == nullptr ? "" : text(request->var), row.text(4));
-        EXPECT_EQ(text(PLC_driver.writeList), row.text(5));
-        EXPECT_EQ(text(PLC_driver.onceReadList), row.text(6));
-        EXPECT_EQ(text(PLC_driver.readList), row.text(7));
-        EXPECT_EQ(PLC_driver.writeBurst, row[5].isEmpty() ? 0 : 1);
-        EXPECT_EQ(PLC_driver.onceBurst, row[6].isEmpty() ? 0 : 1);
-        EXPECT_EQ(info.scanDone, request == nullptr ? 1 : 0);
-        int marked = 0;
-        for (const RW_VAR &entry : PLC_driver.readList) {
-            marked += entry.result;
-        }
-        const bool read = request != nullptr && !row[7].isEmpty() && info.remoteMode == 0;
-        EXPECT_EQ(marked, read ? -1 : 0);
-        EXPECT_TRUE(reports.isEmpty());
-    }
-}
-
-TEST_F(Driver, TheHeadIsMarkedInTheDriversOwnList) {
-    PLC_driver.readList = vars("1/7:0+1 1/7:1+1");
+TEST_F(Cycle, CyclicReadsTurnTheList) {
+    run("C image requests current reports", R"(
+        C 1/7:0+1@1/5 1/7:1+1; ask; reply 01 03 02 12 34* => 1 C=1/7:1+1 1/7:0+1 image=1/7:34 12 requests= current=1/7:0+1@1/5
+        C 1/7:0+1@1/5 1/7:1+1; ask; reply => 42 C=1/7:1+1 1/7:0+1 requests= current=1/7:0+1@1/5 reports=fail 1 1[0 0 0 5]
+        C 1/7:0+1; ask; C 1/7:8+1@1/8 1/7:9+1; reply 01 03 02 12 34* => 1 image=1/7:34 12 requests=
+        C 1/7:0+1; ask; C; reply 01 03 02 12 34* => 1 image=1/7:34 12 requests=
+        set remoteMode 1; C 1/7:0+1 1/7:1+1; ask; reply 01 03 02 12 34* => 1 image=1/7:34 12 requests=
+        &ask => 16 00 00 01 01 00 07 00 00 00 00 00 01 00 00 00 00 00 00 00 00 20 requests=16 00 00 01 01 00 07 00 00 00 00 00 01 00 00 00 00 00 00 00 00 20 [7 3 2] 1/7:0+1
+        set remoteMode 1; W 1/1:9+1=01; ask => 17 00 00 01 01 00 01 00 00 00 09 00 01 00 00 00 00 00 00 00 00 01 25 image=1/7:00 02 requests=17 00 00 01 01 00 01 00 00 00 09 00 01 00 00 00 00 00 00 00 00 01 25 [8 0 0] 1/1:9+1=01)");
+    reset();
+    PLC_driver.readList = {var("1/7:0+1")};
     const QList<RW_VAR> shared = PLC_driver.readList;
-    const Protocol *request = ComCommunication();
-    EXPECT_TRUE(shared.first().result == 0 && PLC_driver.readList.first().result == -1);
-    EXPECT_TRUE(request->var.result == 0 && PLC_driver.listKind == CyclicList);
-    EXPECT_EQ(deliver(bytes("01 03 02 12 34*")), 1);
-    EXPECT_EQ(text(PLC_driver.readList), "1/7:1+1 1/7:0+1");
-    EXPECT_EQ(PLC_driver.readList.last().result, 0);
-    EXPECT_EQ(text(shared), "1/7:0+1 1/7:1+1");
+    EXPECT_EQ(ComCommunication()->var.result, 0);
+    EXPECT_TRUE(shared[0].result == 0 && PLC_driver.readList[0].result == -1); // its own list only
 }
 
-TEST_F(Driver, RemoteModeReadsTheSameHeadAgain) {
-    info.remoteMode = 1;
-    PLC_driver.readList = vars("1/7:0+1 1/7:1+1");
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(hex(ComCommunication()->frame.left(11)), "16 00 00 01 01 00 07 00 00 00 00");
-        EXPECT_EQ(deliver(bytes("01 03 02 12 34*")), 1);
-    }
-    EXPECT_EQ(text(PLC_driver.readList), "1/7:0+1 1/7:1+1");
-    EXPECT_EQ(image(1, 7), "34 12");
-    PLC_driver.writeList = vars("1/1:9+1=01");
-    EXPECT_EQ(ComCommunication()->frameLength, 23); // one frame, no read before it
-    EXPECT_EQ(PLC_driver.requestList.size(), 1);
+TEST_F(Cycle, ResultCodes) {
+    const QByteArray script = R"(
+        O 1/7:0+1@3/5; ask; reply => 44 | O 1/7:0+1@12/5; ask; reply => 41
+        O 1/7:0+1@-1/5; ask; reply => 41 | O 1/7:0+1@11/5; ask; reply 01 83 02 C0 F1 => 82
+        O 1/7:0+1@0/5; ask; reply 01 03 02 12 34 00* => 71 | O 1/7:0+1@0/5; ask; reply 02 03 02 12 34* => 11
+        O 1/7:0+1@11/5; ask; reply 01 03 02 12 34 33 B5 => 22
+        O 1/7:0+1; ask; reply 01 03 02 12 34* => 1 image=1/7:34 12
+        W 1/7:0+1; isWrite W 1; ask; reply 01 10 00 00 00 01* => 1
+        W 0/7:0+1@3/5; isWrite W 1; ask; reply => 1 | W 0/7:0+1@3/5; isWrite W 1; ask; reply 01 => 74
+        O 0/7:0+1@3/5; ask; reply => 44 | O 0/7:0+1@3/5; ask; reply 00 00 00 00 00 00 00 => 1
+        O 1/7:0+1@3/5; port O 2; ask; reply => 144
+        O 1/7:0+1@0/5; port O 2; ask; reply 01 03 02 12 34 00* => 171
+        O 1/7:0+1@12/5; port O 2; ask; reply 02 03 02 12 34* => 111
+        O 1/7:0+1@11/5; port O 2; ask; reply 02 03 02 12 34* => 122
+        O 1/7:0+1@3/5; port O 2; ask; reply 01 03 02 12 34* => 100
+        W 1/7:0+1; port W 2; isWrite W 1; ask; reply 01 10 00 00 00 01* => 100
+        O 1/7:0+1; ask; anyLength; reply 01 03 04 12 34 56 78* => 1 image=1/7:34 12)";
+    run("image", script);
+    run("image", QByteArray(script).replace("reply", "judge"));
+    run("W image current pass reports",
+        R"(O 1/7:0+1; ask; null 0 => 41 current=1/7:0+1@0/0 reports=0/0=2[0 1 0 0] fail 0 1[0 0 0 0]
+        W 1/7:0+1; reply 01 03 02 12 34* => 1 | O 1/7:0+1; ask; null 7 => 11 current=1/7:0+1@0/0 reports=0/0=2[0 1 0 0] fail 0 1[0 0 0 0])");
 }
 
-TEST_F(Driver, ResultCodes) {
-    // portId | variable | W or R | reply | code
-    for (const Row &row : table(R"(1|1/7:0+1@3/5|R||44; 1|1/7:0+1@12/5|R||41; 1|1/7:0+1@-1/5|R||41
-             1|1/7:0+1@11/5|R|01 83 02 C0 F1|82; 1|1/7:0+1@0/5|R|01 03 02 12 34 00*|71
-             1|1/7:0+1@0/5|R|02 03 02 12 34*|11; 1|1/7:0+1@11/5|R|01 03 02 12 34 33 B5|22
-             1|1/7:0+1@3/5|R|01 03 02 12 34*|1; 1|1/7:0+1@3/5|W|01 10 00 00 00 01*|1
-             1|0/7:0+1@3/5|W||1; 1|0/7:0+1@3/5|W|01|74; 1|0/7:0+1@3/5|R||44
-             1|0/7:0+1@3/5|R|00 00 00 00 00 00 00|1; 2|1/7:0+1@3/5|R||144
-             2|1/7:0+1@0/5|R|01 03 02 12 34 00*|171; 2|1/7:0+1@12/5|R|02 03 02 12 34*|111
-             2|1/7:0+1@11/5|R|02 03 02 12 34*|122; 2|1/7:0+1@3/5|R|01 03 02 12 34*|100
-             2|1/7:0+1@3/5|W|01 10 00 00 00 01*|100)")) {
-        SCOPED_TRACE(row.trace());
-        for (const bool direct : {true, false}) {
-            reset();
-            RW_VAR asked = var(row[1]);
-            asked.portId = row.number(0);
-            asked.isWrite = row[2] == "W" ? 1 : 0;
-            (row[2] == "W" ? PLC_driver.writeList : PLC_driver.onceReadList) = {asked};
-            ASSERT_NE(ComCommunication(), nullptr);
-            DataStorage.clear();
-            QByteArray reply = bytes(row[3]);
-            const auto judge = row[0] == "1" ? DealDataOfLocalArea : DealDataOfRemoteArea;
-            EXPECT_EQ(direct ? judge(&reply, reply.size()) : deliver(reply), row.number(4));
-            const bool stored = row[4] == "1" && row[2] == "R" && asked.station != 0;
-            EXPECT_EQ(DataStorage.isEmpty(), !stored);
-        }
-        EXPECT_TRUE(PLC_driver.requestList.isEmpty() && PLC_driver.writeList.isEmpty());
-        EXPECT_TRUE(PLC_driver.onceReadList.isEmpty());
-        EXPECT_EQ(PLC_driver.commFailed, row[4] != "1" && row[4] != "100");
-    }
+TEST_F(Cycle, RetriesUpToTheLimitThenGivesUp) {
+    run("O failed retry pass current requests reports image", R"(
+        set retryLimit 2; set passCount 3; O 1/7:0+1@1/5; ask; reply => 0 retry=1
+        &ask => 01 03 00 00 00 01 84 0A | &reply 01 83 02 C0 F1 => 0 retry=2
+        &reply => 42 O= failed=1 retry=0 pass=0/0 current=1/7:0+1@1/5 requests= reports=1/5=2[0 1 0 0] fail 1 1[0 0 0 5]
+        &set retryCount 1; O 1/7:0+1@1/6; ask; reply 01 03 02 12 34* => 1 O= failed=0 pass=0/1 current=1/7:0+1@1/6 requests= reports=1/5=2[0 1 0 0] fail 1 1[0 0 0 5] 1/6=1[0 1 0 5] image=1/7:34 12
+        &O 1/7:0+1@1/6; set retryLimit 0; ask; reply => 42 O= failed=1 retry=0 pass=0/0 requests= reports=1/5=2[0 1 0 0] fail 1 1[0 0 0 5] 1/6=1[0 1 0 5] 1/6=2[0 1 0 6] fail 1 1[0 0 0 6])");
 }
 
-TEST_F(Driver, NoRequestAnyLengthAndNoReplyAtAll) {
-    PLC_driver.writeList = PLC_driver.readList = vars("1/7:0+1");
-    PLC_driver.currentVar = var("7/7:7+7");
-    PLC_driver.currentVar.result = 44;
-    EXPECT_EQ(DataCom(nullptr, 0), &PLC_driver.currentVar); // nobody asked
-    EXPECT_TRUE(PLC_driver.currentVar.result == 1 && text(PLC_driver.currentVar) == "7/7:7+7");
-    EXPECT_TRUE(reports.isEmpty() && DataStorage.isEmpty() && PLC_driver.writeList.size() == 1);
-    EXPECT_TRUE(info.frameIndex == 0 && PLC_driver.passCount == 0 && info.retryCount == 0);
-    PLC_driver.writeList.clear();
-    ComCommunication();
-    PLC_driver.requestList.first().replyLength = -1;
-    EXPECT_EQ(deliver(bytes("01 03 04 12 34 56 78*")), 1);
-    ComCommunication();
-    EXPECT_EQ(DataCom(nullptr, 0)->result, 41);
-    ComCommunication();
-    EXPECT_EQ(DataCom(nullptr, 7)->result, 11);
+TEST_F(Cycle, ReportsAndDuplicates) {
+    run("W O reports current", R"(
+        W 1/7:0+1=1122@3/7; isWrite W 1; ask; reply 01 10 00 00 00 01* => 1 W= reports=3/7=1[1 0 0 0] current=1/7:0+1@3/7
+        W 1/7:0+1@3/7; port W 2; isWrite W 1; ask; reply 01 10 00 00 00 01* => 100 W= reports=3/7=1[1 0 0 0] current=1/7:0+1@3/7
+        O 1/7:0+1@3/7; ask; reply 01 03 02 12 34* => 1 O= reports=3/7=1[0 1 0 0] current=1/7:0+1@3/7
+        O 1/7:0+1@3/7; port O 2; ask; reply 01 03 02 12 34* => 100 O= current=1/7:0+1@3/7
+        O 1/7:0+1@3/7; port O 2; ask; reply => 144 O= reports=fail 3 1[0 0 0 7] current=1/7:0+1@3/7
+        W 1/7:0+1@3/7; ask; reply => 44 W= reports=3/7=2[1 0 0 0] fail 3 1[0 0 0 7] current=1/7:0+1@3/7
+        deaf; W 1/7:0+1@3/7; ask; reply => 44 W= current=1/7:0+1@3/7
+        deaf; O 1/7:0+1@3/7; ask; reply 01 03 02 12 34* => 1 O= current=1/7:0+1@3/7
+        O 1/7:0+1@3/7 1/7:1+1@3/8 1/7:2+1@4/7; ask; reply 01 03 02 12 34* => 1 O=1/7:1+1 1/7:2+1 reports=3/7=1[0 3 0 0] current=1/7:0+1@3/7
+        O 1/7:0+1@3/7 2/7:1+1@3/7; ask; reply 01 03 02 12 34* => 1 O=2/7:1+1 current=1/7:0+1@3/7
+        &ask; reply 02 03 02 12 34* => 1 O= reports=3/7=1[0 1 0 7] current=2/7:1+1@3/7
+        W 1/7:0+1@3/7 2/7:1+1@3/7; isWrite W 1; ask; reply 01 10 00 00 00 01* => 1 W=2/7:1+1 current=1/7:0+1@3/7
+        set useVarStation 0; W 1/7:0+1@3/7 1/7:1+1@3/7 2/7:2+1@3/7 1/7:3+1@3/8 1/7:4+1@3/7 1/7:5+1@4/7; ask; reply => 44 W=1/7:3+1 1/7:5+1 reports=3/7=2[6 0 0 0] fail 3 1[5 0 0 7] current=1/7:0+1@3/7
+        W 1/7:0+1@3/7 1/7:1+1@3/7 2/7:2+1@3/7 1/7:3+1@3/8 1/7:4+1@3/7; ask; reply => 44 W=2/7:2+1 1/7:3+1 reports=3/7=2[5 0 0 0] fail 3 1[4 0 0 7] current=1/7:0+1@3/7
+        O 1/7:0+1@3/7 1/7:1+1@3/7 2/7:2+1@3/7 1/7:3+1@4/7; ask; reply => 44 O=2/7:2+1 1/7:3+1 reports=3/7=2[0 4 0 0] fail 3 1[0 3 0 7] current=1/7:0+1@3/7
+        set useVarStation 0; O 1/7:0+1@3/7 2/7:2+1@3/7; ask; W 1/7:9+1@3/7; reply => 44 O= reports=3/7=2[1 2 0 0] fail 3 1[1 1 0 7] current=1/7:0+1@3/7)");
 }
 
-TEST_F(Driver, RetriesUpToTheLimitThenGivesUp) {
-    info.retryLimit = 2;
-    info.scanDone = 1;
-    PLC_driver.onceReadList = vars("1/7:0+1@1/5");
-    PLC_driver.currentVar.itemId = 99;
-    PLC_driver.passCount = 3;
-    DataStorage[1][7] = bytes("11 22");
-    const Protocol *request = ComCommunication();
-    for (const char *bad : {"", "01 83 02 C0 F1"}) {
-        EXPECT_EQ(deliver(bytes(bad)), 0);
-        EXPECT_EQ(ComCommunication(), request);
-        EXPECT_TRUE(!PLC_driver.commFailed && info.scanDone == 1 && PLC_driver.passCount == 3);
-        EXPECT_TRUE(PLC_driver.currentVar.itemId == 99 && reports.isEmpty());
-    }
-    EXPECT_EQ(info.retryCount, 2);
-    EXPECT_EQ(deliver(""), 42);
-    EXPECT_TRUE(PLC_driver.commFailed && info.scanDone == 0 && PLC_driver.passCount == 0);
-    EXPECT_TRUE(PLC_driver.requestList.isEmpty() && PLC_driver.onceReadList.isEmpty());
-    EXPECT_EQ(image(1, 7), "11 22");
-    EXPECT_EQ(reports, "1/5=2 [0 1 0 99] fail 1 1 [0 0 0 5]");
-    EXPECT_EQ(info.retryCount, 0);
-    info.retryCount = 1; // a good reply leaves it to the host
-    PLC_driver.readList = vars("1/7:0+1");
-    EXPECT_TRUE(exchange());
-    EXPECT_TRUE(info.retryCount == 1 && !PLC_driver.commFailed);
-}
-
-TEST_F(Driver, ReportsAndDuplicates) {
-    // W or O | portId | G good or F failed | useVarStation | queue | reports | queue afterwards
-    for (const Row &row : table(R"(
-W|1|G|1|1/7:0+1@3/7|3/7=1 [1 0 0 99]|; O|1|G|1|1/7:0+1@3/7|3/7=1 [0 1 0 99]|
-W|2|G|1|1/7:0+1@3/7|3/7=1 [1 0 0 99]|; O|2|G|1|1/7:0+1@3/7||; O|2|F|1|1/7:0+1@3/7|fail 3 1 [0 0 0 7]|
-W|1|F|1|1/7:0+1@3/7|3/7=2 [1 0 0 99] fail 3 1 [0 0 0 7]|
-W|1|G|1|1/7:0+1@3/7 1/7:1+1@3/8 1/7:2+1@4/7|3/7=1 [3 0 0 99]|1/7:1+1 1/7:2+1
-W|1|G|0|1/7:0+1@3/7 1/7:1+1@3/8 2/7:2+1@3/7||1/7:1+1 2/7:2+1
-O|1|G|1|1/7:0+1@3/7 1/7:1+1@3/7||1/7:1+1
-W|1|F|0|1/7:0+1@3/7 1/7:1+1@3/7 2/7:2+1@3/7 1/7:3+1@3/8 1/7:4+1@3/7 1/7:5+1@4/7|3/7=2 [6 0 0 99] fail 3 1 [5 0 0 7]|1/7:3+1 1/7:5+1
-W|1|F|1|1/7:0+1@3/7 1/7:1+1@3/7 2/7:2+1@3/7 1/7:3+1@3/8 1/7:4+1@3/7 1/7:5+1@4/7|3/7=2 [6 0 0 99] fail 3 1 [5 0 0 7]|2/7:2+1 1/7:3+1 1/7:5+1
-O|1|F|0|1/7:0+1@3/7 1/7:1+1@3/7 2/7:2+1@3/7 1/7:3+1@4/7|3/7=2 [0 4 0 99] fail 3 1 [0 3 0 7]|1/7:3+1
-O|1|F|1|1/7:0+1@3/7 1/7:1+1@3/7 2/7:2+1@3/7 1/7:3+1@4/7|3/7=2 [0 4 0 99] fail 3 1 [0 3 0 7]|2/7:2+1 1/7:3+1)")) {
-        for (const bool heard : {true, false}) {
-            SCOPED_TRACE(row.trace());
-            reset();
-            RegistCallBackFuncIntf(heard ? logFinish : nullptr, heard ? logFail : nullptr);
-            info.useVarStation = row.number(3);
-            PLC_driver.currentVar.itemId = 99;
-            QList<RW_VAR> &queue = row[0] == "W" ? PLC_driver.writeList : PLC_driver.onceReadList;
-            queue = vars(row[4]);
-            queue[0].portId = row.number(1);
-            queue[0].value = "x";
-            queue[0].isWrite = row[0] == "W" ? 1 : 0;
-            const Protocol *request = ComCommunication();
-            deliver(row[2] == "G" ? plc.answer(request->frame) : QByteArray());
-            EXPECT_EQ(reports.toStdString(), heard ? row.text(5) : "");
-            EXPECT_EQ(text(queue), row.text(6));
-            EXPECT_EQ(text(PLC_driver.currentVar), "1/7:0+1"); // its value is emptied
-            EXPECT_TRUE(PLC_driver.currentVar.ownerId == 3 && PLC_driver.currentVar.itemId == 7);
-        }
-    }
-}
-
-TEST_F(Driver, ABitWriteTakesTwoTurns) {
-    plc.registers[{3, 1, 2}] = 0x1234;
-    PLC_driver.currentVar.itemId = 99;
-    write(1, "4.3", 1, bytes("01"), 1, 3, 7); // bit 35: register 2, bit 3
+TEST_F(Cycle, ABitWriteTakesTwoTurns) {
+    run("W frames pass current requests reports image", R"(
+        bits 4.3; ask; reply 01 03 02 12 34 B5 33 => 1 frames=2/1 requests=01 10 00 02 00 01 02 12 3C AB 03 [8 0 0] 1/7:2+1=0000
+        &ask => 01 10 00 02 00 01 02 12 3C AB 03
+        &reply 01 10 00 02 00 01* => 1 W= frames=2/2 pass=0/1 current=1/1:35+1@3/7 requests= reports=3/7=1[1 0 0 0]
+        bits 4.3; bits 4.4; ask; reply => 44 W= current=1/1:35+1@3/7 requests= reports=3/7=2[2 0 0 0] fail 3 1[1 0 0 7]
+        W 1/1:35+1=01@3/7 1/1:36+1@3/8; ask; reply 01 03 02 12 34*; ask; reply => 44 W=1/1:36+1 current=1/1:35+1@3/7 requests= reports=3/7=2[2 0 0 0] fail 3 1[1 0 0 7]
+        &ask => 01 03 00 02 00 01 25 CA frames=2/0 requests=01 03 00 02 00 01 25 CA [7 3 2] 1/7:2+1=0000, 01 10 00 02 00 01 02 00 00 A7 B2 [8 0 0] 1/7:2+1=0000
+        W 1/1:35+1=01; port W 2; ask; reply 01 03 02 12 34* => 1 frames=2/1 requests=01 10 00 02 00 01 02 12 3C AB 03 [8 0 0] 1/7:2+1=0000
+        W 1/4:5+1=01; port W 2; ask; reply 01 03 02 12 34* => 100 frames=2/1 requests=01 10 00 02 00 01 02 00 00 A7 B2 [8 0 0] 1/7:2+1=0000
+        &ask; reply 01 10 00 02 00 01* => 100 W= frames=2/2 current=1/4:5+1@0/0 requests= reports=0/0=1[1 0 0 0]
+        O 1/7:0+1; port O 2; saveMode O -1; ask; set frameIndex 1; reply 01 03 02 12 34* => 100 frames=1/2 current=1/7:0+1@0/0 requests=)");
+    write(1, "4.3", 1, bytes("01"), 1);
     ComCommunication();
     const Protocol *second = &PLC_driver.requestList.at(1);
-    EXPECT_TRUE(exchange());
-    EXPECT_TRUE(PLC_driver.currentVar.result == 1 && PLC_driver.currentVar.itemId == 99);
-    EXPECT_TRUE(info.frameIndex == 1 && info.frameCount == 2 && info.scanDone == 0);
+    deliver(bytes("01 03 02 12 34*"));
     EXPECT_EQ(ComCommunication(), second); // stays where it is
-    EXPECT_EQ(hex(second->frame), "01 10 00 02 00 01 02 12 3C AB 03");
-    EXPECT_EQ(text(PLC_driver.writeList), "1/1:35+1=01");
-    EXPECT_TRUE(exchange());
-    EXPECT_EQ((plc.registers[{3, 1, 2}]), 0x123C);
-    EXPECT_EQ(reports, "3/7=1 [1 0 0 99]");
-    EXPECT_TRUE(PLC_driver.writeList.isEmpty() && PLC_driver.currentVar.itemId == 7);
-    EXPECT_EQ(image(1, 7), "00 00 00 00 08"); // the bit itself, not what the read brought
-    EXPECT_EQ(info.scanDone, 1);
 }
 
-TEST_F(Driver, GivingUpHalfABitWriteDropsBothFrames) {
-    for (const bool halfway : {false, true}) {
-        reset();
-        PLC_driver.writeList = vars("1/1:35+1=01@3/7 1/1:36+1@3/8");
-        EXPECT_TRUE(!halfway || exchange());
-        ComCommunication();
-        EXPECT_EQ(deliver(""), 44);
-        EXPECT_EQ(reports, "3/7=2 [2 0 0 0] fail 3 1 [1 0 0 7]");
-        DataStorage.clear();
-        EXPECT_EQ(text(ComCommunication()->var), "1/7:2+1=0000"); // the next one's read
-        EXPECT_EQ(PLC_driver.requestList.size(), 2);
-        EXPECT_TRUE(DataStorage.isEmpty()); // not mirrored while nothing answers
-        EXPECT_EQ(info.frameIndex, 0);
-    }
-}
-
-TEST_F(Driver, RemoteAreaBitsArePatchedAndBytesAreNot) {
-    for (const Row &row : table("1/1:35+1=01|1|12 3C; 1/4:5+1=01|100|00 00")) {
-        reset();
-        PLC_driver.writeList = vars(row[0]);
-        PLC_driver.writeList[0].portId = 2;
-        ComCommunication();
-        DataStorage.clear();
-        EXPECT_EQ(deliver(bytes("01 03 02 12 34*")), row.number(1));
-        EXPECT_EQ(hex(ComCommunication()->frame.mid(7, 2)), row.text(2));
-        EXPECT_TRUE(DataStorage.isEmpty());
-        EXPECT_EQ(deliver(bytes("01 10 00 02 00 01*")), 100);
-    }
-    PLC_driver.onceReadList = vars("1/7:0+1");
-    PLC_driver.onceReadList[0].portId = 2;
-    PLC_driver.onceReadList[0].saveMode = -1;
-    ComCommunication();
-    info.frameIndex = 1;
-    EXPECT_EQ(deliver(bytes("01 03 02 12 34*")), 100);
-}
-
-TEST_F(Driver, AGivenUpCyclicReadGoesToTheEnd) {
-    PLC_driver.readList = vars("1/7:0+1@1/0 1/7:1+1@1/1");
-    ComCommunication();
-    EXPECT_EQ(deliver(""), 42);
-    EXPECT_EQ(text(PLC_driver.readList), "1/7:1+1 1/7:0+1");
-    EXPECT_EQ(PLC_driver.readList.last().result, 0);
-    EXPECT_EQ(reports, "fail 1 1 [0 0 0 0]");
-    ComCommunication();
-    PLC_driver.readList = vars("1/7:8+1@1/8 1/7:9+1"); // rebuilt meanwhile
-    EXPECT_EQ(deliver(bytes("01 03 02 12 34*")), 1);
-    EXPECT_EQ(text(PLC_driver.readList), "1/7:8+1 1/7:9+1");
-    EXPECT_EQ(PLC_driver.currentVar.itemId, 0);
-    ComCommunication();
-    PLC_driver.readList.clear();
-    EXPECT_EQ(deliver(bytes("01 03 02 12 34*")), 1);
-}
-
-TEST_F(Driver, TheScanIsDoneAfterMoreRepliesThanEntries) {
-    QList<VARDEF> definitions{definition(1, 7, "10", 2), definition(1, 7, "200", 1),
-                              definition(1, 7, "400", 1)};
-    plc.registers[{3, 1, 10}] = 0x1234;
-    plc.registers[{3, 1, 11}] = 0x5678;
-    EXPECT_EQ(ReCreatReadVarList(&definitions), 3);
-    for (const int done : {0, 0, 0, 1, 1}) {
-        EXPECT_TRUE(exchange());
-        EXPECT_EQ(info.scanDone, done);
-    }
-    QByteArray answer;
-    EXPECT_EQ(GetRegisterData(nullptr, 7, "10", 1, &answer, 2), 1); // the whole road of a read
-    EXPECT_EQ(hex(answer), "34 12 78 56");
-    EXPECT_EQ(PLC_driver.passCount, 0); // nothing is counted once it is done
-    info.scanDone = 0;
-    for (const int portId : {1, 2}) { // one-shot reads count too, those of other ports do not
-        PLC_driver.onceReadList = vars("1/7:0+1");
-        PLC_driver.onceReadList[0].portId = portId;
-        EXPECT_TRUE(exchange());
-        EXPECT_EQ(PLC_driver.passCount, 1);
-    }
-    ComCommunication();
-    deliver("");
-    EXPECT_TRUE(PLC_driver.passCount == 0 && info.scanDone == 0);
+TEST_F(Cycle, TheScanIsDoneAfterMoreRepliesThanEntries) {
+    run("pass", R"(waiting 0 0 3; set passCount 0; turns 1 => C pass=1/0 | &turns 2 => CC pass=3/0
+        &turns 1 => C pass=0/1 | &turns 1 => C | &set scanDone 0; O 1/7:0+1; turns 1 => O pass=1/0
+        &O 1/7:0+1; port O 2; turns 1 => O | &bits 0.0; ask; reply 01 03 02 12 34* => 1
+        &ask; reply 01 10 00 00 00 01* => 1 pass=2/0 | &ask; reply => 41 pass=0/0)");
 }
 
 } // namespace

@@ -10,25 +10,8 @@
 
 namespace {
 
-const RW_VAR Filled{1, 2, 3, 4, 5, 6, "7", "8", 9, 10, 11, 12, 13, 14, "15"};
-
-// All fields of a variable in the order of their meaning.
-std::string fieldsOf(const RW_VAR &v) {
-    const QList<int> head{v.ownerId, v.itemId, v.isWrite, v.remoteMode, v.portId, v.result};
-    const QList<int> tail{v.regType, v.address, v.station, v.count, v.saveMode, v.spare};
-    QStringList fields;
-    for (const int field : head) {
-        fields << QString::number(field);
-    }
-    fields << v.hostText << v.addressText;
-    for (const int field : tail) {
-        fields << QString::number(field);
-    }
-    return fields.join(' ').toStdString() + " " + v.value.toStdString();
-}
-
-TEST(Records, FieldsStandInTheirOrder) {
-    EXPECT_EQ(fieldsOf(Filled), "1 2 3 4 5 6 7 8 9 10 11 12 13 14 15");
+TEST_F(Driver, RecordsHaveTheirFieldsInOrder) {
+    EXPECT_EQ(fieldsOf(Filled), "123456789101112131415");
     const Protocol request{"1", 2, 3, 4, 5, Filled, 7, 8, 9};
     EXPECT_TRUE(request.frame == "1" && request.frameLength == 2 && request.replyLength == 3);
     EXPECT_TRUE(request.dataOffset == 4 && request.dataLength == 5 && request.reserved3 == 9);
@@ -37,15 +20,20 @@ TEST(Records, FieldsStandInTheirOrder) {
     RW_VAR copy = Filled;
     copy.value[0] = 'x';
     EXPECT_EQ(Filled.value, "15"); // a copy detaches when it is written
+    copy.hostText = "old";
+    passRetValue(Filled, copy);
+    EXPECT_EQ(fieldsOf(copy), "1234567891011121314"); // all but the value
+    EXPECT_EQ(Filled.value, "15");
 }
 
-TEST(Records, RegisterTypesMapToAreasAndOffsets) {
-    for (const Row &row : table(R"(-1 -1 0; 0 6 0; 1 7 0; 2 8 5000; 3 6 0; 4 7 0; 5 8 5000; 6 6 0
-             7 7 0; 8 8 5000; 9 6 0; 10 7 0; 11 8 5000; 12 6 0; 13 7 0; 14 8 5000; 15 15 0; 17 17 0
-             -2147483648 -2147483648 0)")) {
-        EXPECT_EQ(getPlcReg(row.number(0)), row.number(1)) << row.trace();
-        EXPECT_EQ(getOffsetAddress(row.number(0)), row.number(2)) << row.trace();
-    }
+TEST_F(Driver, RegisterTypesMapToAreasAndOffsets) {
+    on("type", [](const Words &w) {
+        return QString("%1 %2").arg(getPlcReg(w.number(1))).arg(getOffsetAddress(w.number(1)));
+    });
+    run("", R"(type -1 => -1 0 | type 0 => 6 0 | type 1 => 7 0 | type 2 => 8 5000 | type 3 => 6 0
+        type 4 => 7 0 | type 5 => 8 5000 | type 6 => 6 0 | type 7 => 7 0 | type 8 => 8 5000
+        type 9 => 6 0 | type 10 => 7 0 | type 11 => 8 5000 | type 12 => 6 0 | type 13 => 7 0
+        type 14 => 8 5000 | type 15 => 15 0 | type 17 => 17 0 | type -2147483648 => -2147483648 0)");
 }
 
 TEST_F(Driver, SetUpCallsStoreWhatTheyAreGiven) {
@@ -68,42 +56,30 @@ TEST_F(Driver, SetUpCallsStoreWhatTheyAreGiven) {
 }
 
 TEST_F(Driver, BothStationCallsWorkOnOneTable) {
-    // call (E or C), station, flag, and what is switched off then
-    for (const Row &row : table(R"(E|5|0|5; E|5|0|5; C|7|0|5 7; E|3|2|5 7; E|5|2|5 7; E|6|1|5 7
-             E|7|1|5; C|0|0|0 5; C|5|1|0; E|-1|0|; E|300|0|300; C|-7|1|)")) {
-        (row[0] == "E" ? EnableEthernet : EnCommStation)(row.number(1), row.number(2));
-        QStringList disabled;
-        for (const int station : PLC_driver.disabledStations.keys()) {
-            disabled << QString::number(station);
-            EXPECT_TRUE(Ethernetcontains(station));
-            EXPECT_EQ(PLC_driver.disabledStations.value(station, -1), 0);
-        }
-        EXPECT_EQ(disabled.join(' ').toStdString(), row.text(3));
-        EXPECT_FALSE(Ethernetcontains(3));
-    }
+    on("E", [](const Words &w) { EnableEthernet(w.number(1), w.number(2)); });
+    on("C", [](const Words &w) { EnCommStation(w.number(1), w.number(2)); });
+    on("is", [](const Words &w) { return Ethernetcontains(w.number(1)) ? "off" : "on"; });
+    run("off", R"(is 5 => on | &E 5 0 => off=5/0 | &E 5 0 => | &C 7 0 => off=5/0 7/0 | &E 3 2 =>
+        &E 5 2 => | &E 6 1 => | &is 5 => off | &is 6 => on | &E 7 1 => off=5/0 | &is 0 => on
+        &C 0 0 => off=0/0 5/0 | &is 0 => off | &C 5 1 => off=0/0 | &E -1 0 => off=
+        &C 300 0 => off=300/0 | &E -7 1 => off= | &is 300 => on)");
 }
 
 TEST_F(Driver, FailureCodesCarryTheOwner) {
-    for (const Row &row : table("-1 1; 0 1; 3 4; 11 12; 12 1")) { // owner, offset
+    on("codes", [](const Words &w) {
         PLC_driver.requestList = {Protocol()};
-        PLC_driver.requestList[0].var.ownerId = row.number(0);
-        for (const Row &kind : table("1 10; 2 40; 3 70; 5 110; 6 140; 7 170")) {
-            const int code = kind.number(1) + row.number(1);
-            EXPECT_EQ(SwitchErrorReturn(kind.number(1)), code);
-            EXPECT_EQ(GetDriverReturnValue(kind.number(0)), code);
+        PLC_driver.requestList[0].var.ownerId = w.number(1);
+        QStringList codes{QString::number(SwitchErrorReturn(1000))};
+        for (int kind = -1; kind < 9; ++kind) {
+            codes << QString::number(GetDriverReturnValue(kind));
         }
-    }
-    for (const Row &row : table("0 1; 4 100; 8 200; -1 200")) {
-        EXPECT_EQ(GetDriverReturnValue(row.number(0)), row.number(1));
-    }
-}
-
-TEST_F(Driver, PassRetValueCopiesAllButTheValue) {
-    RW_VAR target;
-    target.value = "old";
-    passRetValue(Filled, target);
-    EXPECT_EQ(fieldsOf(target), "1 2 3 4 5 6 7 8 9 10 11 12 13 14 ");
-    EXPECT_EQ(Filled.value, "15");
+        return codes.join(' ');
+    });
+    run("", R"(codes -1 => 1001 200 1 11 41 71 100 111 141 171 200
+               codes 0 => 1001 200 1 11 41 71 100 111 141 171 200
+               codes 3 => 1004 200 1 14 44 74 100 114 144 174 200
+               codes 11 => 1012 200 1 22 52 82 100 122 152 182 200
+               codes 12 => 1001 200 1 11 41 71 100 111 141 171 200)");
 }
 
 } // namespace

@@ -46,7 +46,7 @@ WriteDataToLocal(RW_VAR*))")
     }
     names.sort();
     found.sort();
-    EXPECT_EQ(found.join('\n').toStdString(), names.join('\n').toStdString());
+    EXPECT_EQ(found.join('\n'), names.join('\n'));
 }
 
 TEST(Library, IsBoundToItsOwnNamesAndVersioned) {

@@ -10,81 +10,126 @@
 
 namespace {
 
-TEST_F(Driver, AddressTexts) {
-    for (const Row &row :
-         table(R"(0|12.3|99; 1|10.3|83; 2|10.9|89; 0|12|-1; 0|1.2.3|-1; 0||-1; 0|.|0
-             0|x.5|5; 1|3.x|24; 6|100|100; 6|abc|-1; 6||-1; 6|-3|-3; 6|0x10|-1; 3|12.3|-1; 15|12|12
-             -1|12|12; -1|1.2|-1; 14|7|7; 7|2147483648|-1; 1|-1.3|-5; 0|268435455.7|2147483647
-             0|268435456.0|-2147483648)")) {
-        QString text = row[1];
-        EXPECT_EQ(StringAddressToInt(row.number(0), text), row.number(2)) << row.trace();
-        EXPECT_EQ(PLCAddressChangeIntef(row.number(0), text), row.number(2)) << row.trace();
-    }
-}
-
-TEST_F(Driver, HostFormToSpanForm) {
-    for (const Row &row :
-         table(R"(1/1:83+1 1/7:5+1; 1/0:15+2 1/6:0+2; 1/2:5+0 1/8:0+1; 1/1:15+1 1/7:0+1
-             1/1:16+17 1/7:1+2; 1/1:0+16 1/7:0+1; 1/1:-5+1 1/7:0+0; 1/4:3+2 1/7:1+2; 1/3:4+1 1/6:2+1
-             1/5:4+2 1/8:2+1; 1/4:3+1 1/7:1+1; 1/7:9+3 1/7:9+3; 1/10:5+3 1/7:10+4; 1/9:5+2 1/6:10+2
-             1/11:5+1 1/8:10+2; 1/13:2+1 1/7:8+4; 1/14:2+5 1/8:8+8; 1/12:2+0 1/6:8+0; 1/13:2+4 1/7:8+4
-             1/15:9+3 1/15:9+3; 1/-1:9+3 1/-1:9+3; 1/8:-9+0 1/8:-9+0)")) {
-        RW_VAR changed = var(row[0]);
-        EXPECT_EQ(updateRwVar(&changed), 0);
-        EXPECT_EQ(text(changed), row.text(1)) << row.trace();
-    }
-}
-
 // Spans "start+count" as one group; the n-th carries n as its itemId.
-QList<RW_VAR> group(const QString &spans) {
+QList<RW_VAR> group(const QStringList &spans) {
     QList<RW_VAR> made;
-    for (const QString &span : spans.split(' ', Qt::SkipEmptyParts)) {
+    for (const QString &span : spans) {
         made << var(QString("1/7:%1@0/%2").arg(span).arg(made.size()));
     }
     return made;
 }
 
 // "start+count/itemId" of each entry: the item tells of which span an entry is a copy.
-std::string spansOf(const QList<RW_VAR> &list) {
+QString spansOf(const QList<RW_VAR> &list) {
     QStringList spans;
     for (const RW_VAR &entry : list) {
         spans << QString("%1+%2/%3").arg(entry.address).arg(entry.count).arg(entry.itemId);
     }
-    return spans.join(' ').toStdString();
+    return spans.size() > 99 ? QString("%1 spans").arg(spans.size()) : spans.join(' ');
 }
 
-TEST_F(Driver, SortKeepsTheOrderOfEqualAddresses) {
-    QList<RW_VAR> list = group("9+0 5+0 -3+0 9+1 5+1 0+0");
-    const QList<RW_VAR> before = list;
-    Bubble_Sort(&list);
-    EXPECT_EQ(spansOf(list), "-3+0/2 0+0/5 5+0/1 5+1/4 9+0/0 9+1/3");
-    EXPECT_EQ(spansOf(before), "9+0/0 5+0/1 -3+0/2 9+1/3 5+1/4 0+0/5");
-    for (QList<RW_VAR> few : {QList<RW_VAR>(), group("7+1")}) {
-        Bubble_Sort(&few);
-        EXPECT_EQ(spansOf(few), few.isEmpty() ? "" : "7+1/0");
+class Lists : public Driver {
+protected:
+    Lists() {
+        on("define", [this](const Words &w) {
+            definitions << definition(w.number(1), w.number(2), w[3], w.number(4));
+        });
+        on("rebuild", [this](const Words &) { return ReCreatReadVarList(&definitions); });
+        on("forget", [this](const Words &) { definitions.clear(); });
+        on("read", [](const Words &w) { return queued(AddListOnceReadVar, w, 0); });
+        on("read1", [](const Words &w) { return queued(AddListOnceReadVar, w, 1); });
+        on("put", [](const Words &w) { return queued(AddListWriteVar, w, 0); });
+        on("put1", [](const Words &w) { return queued(AddListWriteVar, w, 1); });
+        on("write", [](const Words &w) { // type, address, count, data: to station 4
+            return write(w.number(1), w[2], 4, w.data(4), w.number(3));
+        });
     }
+
+    // Queues a variable, with an address text if one follows; the length, and what it is then.
+    static QString queued(int (*queue)(RW_VAR *, int), const Words &w, int mode) {
+        RW_VAR record = var(w[1]);
+        record.addressText = w.value(2, record.addressText);
+        record.saveMode = record.spare = 8;
+        const int length = queue(&record, mode);
+        EXPECT_EQ(record.saveMode, record.spare);
+        return QString("%1 %2 %3").arg(length).arg(text(record)).arg(record.saveMode);
+    }
+
+    QList<VARDEF> definitions;
+};
+
+TEST_F(Lists, AddressTexts) {
+    on("address", [](const Words &w) {
+        QString text = w.value(2);
+        const int address = StringAddressToInt(w.number(1), text);
+        EXPECT_EQ(PLCAddressChangeIntef(w.number(1), text), address);
+        return address;
+    });
+    run("",
+        R"(address 0 12.3 => 99 | address 1 10.3 => 83 | address 2 10.9 => 89 | address 0 12 => -1
+        address 0 1.2.3 => -1 | address 0 => -1 | address 0 . => 0 | address 0 x.5 => 5
+        address 1 3.x => 24 | address 6 100 => 100 | address 6 abc => -1 | address 6 => -1
+        address 6 -3 => -3 | address 6 0x10 => -1 | address 3 12.3 => -1 | address 15 12 => 12
+        address -1 12 => 12 | address -1 1.2 => -1 | address 14 7 => 7 | address 7 2147483648 => -1
+        address 1 -1.3 => -5 | address 0 268435455.7 => 2147483647 | address 0 268435456.0 => -2147483648)");
 }
 
-TEST_F(Driver, OneGroupMerges) {
-    for (const Row &row : table(R"(100|0+2 10+2 50+1|0+51/0; 100|0+2 99+5|0+100/0 100+4/0
-             100|0+2 99+1|0+100/0; 100|0+2 100+2|0+2/0 100+2/1; 10|3+25|3+10/0 13+10/0 23+5/0
-             10|3+20|3+10/0 13+10/0; 10|3+25 24+12 33+1|3+10/0 13+10/0 23+10/0 33+3/0
-             100|0+10 2+3|0+10/0; 100|0+10 2+8 3+8|0+11/0; 100|0+0 2+3|2+3/1; 100|0+2 5+-9 6+1|0+7/0
-             2|0+1 1+3 4+1|0+2/0 2+2/0 4+1/2; 1|5+2 5+4 5+3 9+50|5+4/0 9+50/3; 1|0+1 0+1|0+1/0
-             1|5+0 7+-1 7+-1|5+0/0 7+-1/1; 0|5+2|; -1|5+2|; 2147483647|0+2 2147483000+5|0+2147483005/0
-             2|0+1 1+2147483647|0+1/0; 2|0+2147483647 7+1|7+1/1; 2|0+131073|)")) {
+TEST_F(Lists, HostFormToSpanForm) {
+    on("span", [](const Words &w) {
+        RW_VAR changed = var(w[1]);
+        EXPECT_EQ(updateRwVar(&changed), 0);
+        return text(changed);
+    });
+    run("", R"(span 1/1:83+1 => 1/7:5+1 | span 1/0:15+2 => 1/6:0+2 | span 1/2:5+0 => 1/8:0+1
+        span 1/1:15+1 => 1/7:0+1 | span 1/1:16+17 => 1/7:1+2 | span 1/1:0+16 => 1/7:0+1
+        span 1/1:-5+1 => 1/7:0+0 | span 1/4:3+2 => 1/7:1+2 | span 1/3:4+1 => 1/6:2+1
+        span 1/5:4+2 => 1/8:2+1 | span 1/4:3+1 => 1/7:1+1 | span 1/7:9+3 => 1/7:9+3
+        span 1/10:5+3 => 1/7:10+4 | span 1/9:5+2 => 1/6:10+2 | span 1/11:5+1 => 1/8:10+2
+        span 1/13:2+1 => 1/7:8+4 | span 1/14:2+5 => 1/8:8+8 | span 1/12:2+0 => 1/6:8+0
+        span 1/13:2+4 => 1/7:8+4 | span 1/15:9+3 => 1/15:9+3 | span 1/-1:9+3 => 1/-1:9+3
+        span 1/8:-9+0 => 1/8:-9+0)");
+}
+
+TEST_F(Lists, OneGroupIsSortedAndMerged) {
+    on("sort", [](const Words &w) {
+        QList<RW_VAR> list = group(w.mid(1));
+        const QList<RW_VAR> before = list;
+        Bubble_Sort(&list);
+        EXPECT_EQ(spansOf(before), spansOf(group(w.mid(1))));
+        return spansOf(list);
+    });
+    run("", R"(sort 9+0 5+0 -3+0 9+1 5+1 0+0 => -3+0/2 0+0/5 5+0/1 5+1/4 9+0/0 9+1/3
+               sort 7+1 => 7+1/0 | sort =>)");
+    on("merge", [](const Words &w) {            // block limit, spans
         PLC_driver.readList = {var("1/7:0+3")}; // another group's last request
-        QList<RW_VAR> spans = group(row[1]);
-        BitVarReCreat(&spans, row.number(0));
+        QList<RW_VAR> spans = group(w.mid(2));
+        BitVarReCreat(&spans, w.number(1));
         EXPECT_EQ(text(PLC_driver.readList.takeFirst()), "1/7:0+3");
-        EXPECT_EQ(spansOf(PLC_driver.readList), row.text(2)) << row.trace();
-    }
-    for (const Row &row : table("2 0+131072 65536; 10 2147483640+25 3")) { // 3: beyond the numbers
-        QList<RW_VAR> spans = group(row[1]);
-        PLC_driver.readList.clear();
-        BitVarReCreat(&spans, row.number(0));
-        EXPECT_EQ(PLC_driver.readList.size(), row.number(2));
-    }
+        return spansOf(PLC_driver.readList);
+    });
+    run("", R"(merge 100 0+2 10+2 50+1 => 0+51/0 | merge 100 0+2 99+5 => 0+100/0 100+4/0
+        merge 100 0+2 99+1 => 0+100/0 | merge 100 0+2 100+2 => 0+2/0 100+2/1
+        merge 10 3+25 => 3+10/0 13+10/0 23+5/0 | merge 10 3+20 => 3+10/0 13+10/0
+        merge 10 3+25 24+12 33+1 => 3+10/0 13+10/0 23+10/0 33+3/0 | merge 100 0+10 2+3 => 0+10/0
+        merge 100 0+10 2+8 3+8 => 0+11/0 | merge 100 0+0 2+3 => 2+3/1 | merge 100 0+2 5+-9 6+1 => 0+7/0
+        merge 2 0+1 1+3 4+1 => 0+2/0 2+2/0 4+1/2 | merge 1 5+2 5+4 5+3 9+50 => 5+4/0 9+50/3
+        merge 1 0+1 0+1 => 0+1/0 | merge 1 5+0 7+-1 7+-1 => 5+0/0 7+-1/1 | merge 0 5+2 => | merge -1 5+2 =>
+        merge 2147483647 0+2 2147483000+5 => 0+2147483005/0 | merge 2 0+1 1+2147483647 => 0+1/0
+        merge 2 0+2147483647 7+1 => 7+1/1 | merge 2 0+131072 => 65536 spans | merge 2 0+131073 =>
+        merge 10 2147483640+25 => 2147483640+10/0 -2147483646+10/0 -2147483636+5/0)");
+}
+
+TEST_F(Lists, WhetherGroupCuts) {
+    on("cut", [](const Words &w) { // count, limit: the pieces of 1/7:50+9, and what it is then
+        RW_VAR span = var("1/7:50+9");
+        QList<RW_VAR> pieces;
+        WhetherGroup(w.number(1), w.number(2), &span, &pieces);
+        return spansOf(pieces) + " " + text(span);
+    });
+    run("", R"(cut 10 10 => 50+9/0 1/7:50+9 | cut -3 10 => 50+9/0 1/7:50+9 | cut 9 0 => 1/7:50+9
+        cut 11 10 => 50+10/0 60+1/0 1/7:60+1 | cut 30 10 => 50+10/0 60+10/0 70+10/0 1/7:70+10
+        cut 9 -1 => 1/7:50+9 | cut 2147483647 1 => 1/7:50+9 | cut 196609 3 => 1/7:50+9
+        cut 196608 3 => 65536 spans 1/7:196655+3)");
 }
 
 // The cyclic list, thought of as chains: a span joins the chain when it starts before the end of
@@ -124,7 +169,7 @@ struct Oracle {
     }
 };
 
-TEST_F(Driver, TheCyclicListMatchesTheOracle) {
+TEST_F(Lists, TheCyclicListMatchesTheOracle) {
     std::mt19937 random(20240607);
     const auto upTo = [&random](int most) {
         return static_cast<int>(random() % (most + 1U));
@@ -135,7 +180,7 @@ TEST_F(Driver, TheCyclicListMatchesTheOracle) {
     for (int round = 0; round < 1000; ++round) {
         Oracle oracle{limits[upTo(4)], {}, {}};
         const int reach = 10 << upTo(5);
-        QList<VARDEF> definitions;
+        definitions.clear();
         for (int n = upTo(20); n > 0; --n) {
             const int station = upTo(2);
             const int type = upTo(14);
@@ -156,155 +201,97 @@ TEST_F(Driver, TheCyclicListMatchesTheOracle) {
         EXPECT_EQ(ReCreatReadVarList(&definitions), oracle.requests.size());
         QStringList requests;
         for (const RW_VAR &entry : PLC_driver.readList) {
-            requests << QString::fromStdString(text(entry)) + entry.addressText;
+            requests << text(entry) + entry.addressText;
         }
-        ASSERT_EQ(requests.join(' ').toStdString(), oracle.requests.join(' ').toStdString());
+        ASSERT_EQ(requests.join(' '), oracle.requests.join(' '));
     }
 }
 
-TEST_F(Driver, TheCyclicListIsOrderedAndFiltered) {
-    QList<VARDEF> definitions; // station, type, address, count
-    for (const Row &row : table(R"(3 8 5 1; 1 8 7 2; 1 6 9 1; 3 6 5 1; 200 1 0.0 1; 200 1 0.9 1
-             1 7 x 1; 1 1 5 1; 0 7 5 1; 1 7 -5 1; 1 15 4 2; 1 15 5 2; 1 7 400 0; 1 7 300 -1)")) {
-        definitions << definition(row.number(0), row.number(1), row[2], row.number(3));
-    }
-    info.portId = 4;
-    info.remoteMode = 3;
-    EXPECT_EQ(ReCreatReadVarList(&definitions), 6);
-    EXPECT_EQ(text(PLC_driver.readList), "1/6:9+1 1/8:7+2 1/15:4+3 3/6:5+1 3/8:5+1 200/7:0+1");
+TEST_F(Lists, TheCyclicListIsOrderedAndFiltered) {
+    run("C", R"(define 3 8 5 1; define 1 8 7 2; define 1 6 9 1; define 3 6 5 1; define 200 1 0.0 1;
+        &define 200 1 0.9 1; define 1 7 x 1; define 1 1 5 1; define 0 7 5 1; define 1 7 -5 1
+        &define 1 15 4 2; define 1 15 5 2; define 1 7 400 0; define 1 7 300 -1; define 1 6 0 1
+        &set remoteMode 3; rebuild => 6 C=1/6:0+10 1/8:7+2 1/15:4+3 3/6:5+1 3/8:5+1 200/7:0+1)");
     const RW_VAR &first = PLC_driver.readList.first();
-    EXPECT_TRUE(first.ownerId == 0 && first.itemId == -1 && first.isWrite == 0);
-    EXPECT_TRUE(first.remoteMode == 3 && first.portId == 4 && first.result == 0);
-    EXPECT_TRUE(first.saveMode == 0 && first.spare == 0);
-    EXPECT_TRUE(first.hostText == "9!" && first.addressText == "9");
-    info.useVarStation = 0;
-    EXPECT_EQ(ReCreatReadVarList(&definitions), 4);
-    EXPECT_EQ(text(PLC_driver.readList), "9/6:5+5 9/7:0+6 9/8:5+4 9/15:4+3");
-    info.defaultStation = 0;
-    EXPECT_EQ(ReCreatReadVarList(&definitions), 0);
+    EXPECT_EQ(fieldsOf(first), "0-10310"
+                               "0!"
+                               "0"
+                               "60"
+                               "1"
+                               "10"
+                               "00");
+    run("C", R"(&set useVarStation 0; rebuild => 4 C=9/6:0+10 9/7:0+6 9/8:5+4 9/15:4+3
+        &set defaultStation 0; rebuild => 0 C=)");
 }
 
-TEST_F(Driver, ARebuildRestartsThePass) {
-    // blockLimit, address of the one definition ("-": none), then length, passCount, scanDone
-    for (const Row &row :
-         table("100 0 1 0 0; 100 x 0 0 0; 100 - 0 5 1; 0 5 0 0 0; -1 5 0 0 0; 1 5 1 0 0")) {
-        info.blockLimit = row.number(0);
-        info.scanDone = 1;
-        PLC_driver.passCount = 5;
-        PLC_driver.readList = {var("2/7:0+1")};
-        QList<VARDEF> definitions{definition(1, 7, row[1], 50)};
-        if (row[1] == "-") {
-            definitions.clear();
-        }
-        EXPECT_EQ(ReCreatReadVarList(&definitions), row.number(2)) << row.trace();
-        EXPECT_EQ(PLC_driver.readList.size(), row.number(2));
-        EXPECT_TRUE(PLC_driver.passCount == row.number(3) && info.scanDone == row.number(4));
-    }
-}
-
-TEST_F(Driver, WhetherGroupCuts) {
-    for (const Row &row : table(R"(10|10|1/7:50+9|1/7:50+9; -3|10|1/7:50+9|1/7:50+9; 9|0||1/7:50+9
-             11|10|1/7:50+10 1/7:60+1|1/7:60+1; 30|10|1/7:50+10 1/7:60+10 1/7:70+10|1/7:70+10
-             9|-1||1/7:50+9; 2147483647|1||1/7:50+9; 196609|3||1/7:50+9)")) {
-        RW_VAR span = var("1/7:50+9");
-        QList<RW_VAR> pieces;
-        WhetherGroup(row.number(0), row.number(1), &span, &pieces);
-        EXPECT_EQ(text(pieces), row.text(2)) << row.trace();
-        EXPECT_EQ(text(span), row.text(3)) << row.trace();
-    }
-    RW_VAR span = var("1/7:50+9");
-    QList<RW_VAR> pieces;
-    WhetherGroup(3 * MaxPieces, 3, &span, &pieces);
-    EXPECT_EQ(pieces.size(), MaxPieces);
-}
-
-TEST_F(Driver, AddListReadVarAppendsAnything) {
+TEST_F(Lists, ARebuildRestartsThePass) {
+    run("C pass",
+        R"(C 2/7:0+1; set passCount 5; set scanDone 1; define 1 7 0 50; rebuild => 1 C=1/7:0+50 pass=0/0
+        &set passCount 5; set scanDone 1; set blockLimit 1; rebuild => 1 pass=0/0
+        &set passCount 5; set scanDone 1; set blockLimit 0; rebuild => 0 C= pass=0/0
+        &C 2/7:0+1; set passCount 5; set scanDone 1; set blockLimit -1; rebuild => 0 C= pass=0/0
+        &C 2/7:0+1; set passCount 5; set scanDone 1; forget; rebuild => 0 C=
+        &define 1 7 x 1; set blockLimit 9; rebuild => 0 pass=0/0)");
     RW_VAR any = var("0/99:-4+7=01");
     EXPECT_EQ(AddListReadVar(&any), 1);
     EXPECT_EQ(AddListReadVar(&any), 2);
     EXPECT_EQ(text(PLC_driver.readList), "0/99:-4+7=01 0/99:-4+7=01");
 }
 
-TEST_F(Driver, OneShotReadsAreParsedAndCut) {
-    // useVarStation, defaultStation | blockLimit | record | address text | result | queue | record
-    for (const Row &row : table(R"(
-1 9|100|1/7:3+250|200|3|1/7:200+100 1/7:300+100 1/7:400+50|1/7:400+50; 1 9|0 |1/7:3+1|5|0||1/7:3+1
-1 9|100|1/7:3+100|200|1|1/7:200+100|1/7:200+100;                       1 9|-1|1/7:3+1|5|0||1/7:3+1
-1 9|100|1/7:3+101|200|2|1/7:200+100 1/7:300+1|1/7:300+1;               1 9|9 |1/7:3+1|x|0||1/7:3+1
-1 9|1|1/7:3+2|200|2|1/7:200+1 1/7:201+1|1/7:201+1; 0 5|100|1/1:3+1|3.4|1|5/7:1+1|5/7:1+1
-1 9|100|1/14:3+1|2|1|1/8:8+4|1/8:8+4;              1 9|100|1/15:3+1|2|1|1/15:2+1|1/15:2+1
-0 0|100|1/7:3+1|200|0||0/7:200+1;                  1 9|100|0/1:3+1|3.4|0||0/1:28+1
-1 9|100|1/7:3+0|5|0||1/7:5+0; 1 9|100|1/7:3+-100|5|0||1/7:5+-100; 1 9|100|1/7:3+1|0|1|1/7:0+1|1/7:0+1)")) {
-        SCOPED_TRACE(row.trace());
-        reset();
-        info.useVarStation = row[0].left(1).toInt();
-        info.defaultStation = row[0].mid(2).toInt();
-        info.blockLimit = row.number(1);
-        RW_VAR record = var(row[2]);
-        record.addressText = row[3];
-        record.saveMode = record.spare = 8;
-        EXPECT_EQ(AddListOnceReadVar(&record, 0), row.number(4));
-        EXPECT_EQ(text(PLC_driver.onceReadList), row.text(5));
-        EXPECT_EQ(text(record), row.text(6));
-        EXPECT_EQ(record.saveMode, row[6] == row[2] ? 8 : 0); // untouched when it is refused
-        EXPECT_EQ(record.spare, record.saveMode);
-    }
+TEST_F(Lists, OneShotReadsAreParsedAndCut) {
+    run("O", R"(read 1/7:3+250 200 => 3 1/7:400+50 0 O=1/7:200+100 1/7:300+100 1/7:400+50
+        read 1/7:3+100 200 => 1 1/7:200+100 0 O=1/7:200+100 | read 1/7:3+1 0 => 1 1/7:0+1 0 O=1/7:0+1
+        read 1/7:3+101 200 => 2 1/7:300+1 0 O=1/7:200+100 1/7:300+1
+        set blockLimit 1; read 1/7:3+2 200 => 2 1/7:201+1 0 O=1/7:200+1 1/7:201+1
+        set useVarStation 0; set defaultStation 5; read 1/1:3+1 3.4 => 1 5/7:1+1 0 O=5/7:1+1
+        read 1/14:3+1 2 => 1 1/8:8+4 0 O=1/8:8+4 | read 1/15:3+1 2 => 1 1/15:2+1 0 O=1/15:2+1
+        set useVarStation 0; set defaultStation 0; read 1/7:3+1 200 => 0 0/7:200+1 0
+        read 0/1:3+1 3.4 => 0 0/1:28+1 0 | read 1/7:3+1 x => 0 1/7:3+1 8
+        set blockLimit 0; read 1/7:3+1 5 => 0 1/7:3+1 8 | set blockLimit -1; read 1/7:3+1 5 => 0 1/7:3+1 8
+        O 5/7:5+5; read 1/7:3+0 5 => 1 1/7:5+0 0 | O 5/7:5+5; read 1/7:3+-100 5 => 1 1/7:5+-100 0
+        read1 0/1:3+-1 x => 1 0/1:3+-1 8 O=0/1:3+-1)");
 }
 
-TEST_F(Driver, AQueueKnowsItsDuplicates) {
-    // a record that differs from "1/7:10+1@1/2", and the queues' lengths after it
-    for (const Row &row :
-         table(R"(1/7:10+1@1/2 1 2; 1/7:10+1@3/2 2 2; 1/7:10+1@1/3 2 2; 2/7:10+1@1/2 2 3
-             1/8:10+1@1/2 2 3; 1/7:11+1@1/2 2 3; 1/7:10+2@1/2 2 3)")) {
-        SCOPED_TRACE(row.trace());
-        reset();
-        RW_VAR other = var(row[0]);
-        other.value = "new";
-        other.hostText = "host";
-        for (int i = 0; i < 2; ++i) {
-            RW_VAR record = var("1/7:10+1@1/2");
-            EXPECT_EQ(AddListWriteVar(&record, 0), i + 1); // the one in flight is not replaced
-            EXPECT_EQ(AddListOnceReadVar(&record, 0), 1);
-        }
-        EXPECT_EQ(AddListWriteVar(&other, 0), row.number(2));
-        EXPECT_EQ(PLC_driver.writeList.first().value, "");
-        const RW_VAR &last = PLC_driver.writeList.last();
-        EXPECT_TRUE(last.value == "new" && last.hostText == "host");
-        EXPECT_TRUE(last.ownerId == other.ownerId && last.itemId == other.itemId);
-        EXPECT_EQ(AddListOnceReadVar(&other, 0), row.number(1));
-    }
-    PLC_driver.writeList = vars("1/7:1+1=11 1/7:2+1=11 1/7:3+1=11 1/7:2+1=11");
+TEST_F(Lists, QueuesKnowTheirDuplicates) {
+    run("O W", R"(read 1/7:5+1@1/2 => 1 1/7:5+1 0 O=1/7:5+1 | &read 1/7:5+1@1/2 => 1 1/7:5+1 0
+        &read 1/7:5+1@3/2 => 2 1/7:5+1 0 O=1/7:5+1 1/7:5+1 | &read 1/7:5+1@1/3 => 3 1/7:5+1 0 O=1/7:5+1 1/7:5+1 1/7:5+1
+        &O 1/7:5+1@1/2; read 2/7:5+1@1/2 => 2 2/7:5+1 0 O=1/7:5+1 2/7:5+1
+        &read 1/8:5+1@1/2 => 3 1/8:5+1 0 O=1/7:5+1 2/7:5+1 1/8:5+1 | &O 1/7:5+1@1/2; read 1/7:6+1@1/2 => 2 1/7:6+1 0 O=1/7:5+1 1/7:6+1
+        &read 1/7:5+2@1/2 => 3 1/7:5+2 0 O=1/7:5+1 1/7:6+1 1/7:5+2 | &read1 1/7:5+2@1/2 => 4 1/7:5+2 8 O=1/7:5+1 1/7:6+1 1/7:5+2 1/7:5+2
+        put 1/7:5+1=11 => 1 1/7:5+1=11 8 W=1/7:5+1=11 | &put 1/7:5+1=22 => 2 1/7:5+1=22 8 W=1/7:5+1=11 1/7:5+1=22
+        &put 1/7:5+1=33@1/2 => 2 1/7:5+1=33 8 W=1/7:5+1=11 1/7:5+1=33 | &put1 1/7:5+1=44 => 3 1/7:5+1=44 8 W=1/7:5+1=11 1/7:5+1=33 1/7:5+1=44
+        &put 1/7:5+1=55 => 3 1/7:5+1=55 8 W=1/7:5+1=11 1/7:5+1=55 1/7:5+1=44
+        W 1/7:5+1 1/7:5+1; put 2/7:5+1 => 3 2/7:5+1 8 W=1/7:5+1 1/7:5+1 2/7:5+1 | W 1/7:5+1 1/7:5+1; put 1/8:5+1 => 3 1/8:5+1 8 W=1/7:5+1 1/7:5+1 1/8:5+1
+        W 1/7:5+1 1/7:5+1; put 1/7:6+1 => 3 1/7:6+1 8 W=1/7:5+1 1/7:5+1 1/7:6+1 | W 1/7:5+1 1/7:5+1; put 1/7:5+2 => 3 1/7:5+2 8 W=1/7:5+1 1/7:5+1 1/7:5+2)");
+    PLC_driver.writeList = {Filled, Filled};
     const QList<RW_VAR> snapshot = PLC_driver.writeList;
-    RW_VAR record = var("1/7:2+1=22");
-    EXPECT_EQ(AddListWriteVar(&record, 0), 4);
-    EXPECT_EQ(text(PLC_driver.writeList), "1/7:1+1=11 1/7:2+1=22 1/7:3+1=11 1/7:2+1=11");
-    EXPECT_EQ(text(snapshot), "1/7:1+1=11 1/7:2+1=11 1/7:3+1=11 1/7:2+1=11");
+    RW_VAR record = Filled;
+    record.ownerId = record.itemId = record.isWrite = record.portId = 77;
+    record.hostText = record.addressText = "new";
+    EXPECT_EQ(AddListWriteVar(&record, 0), 2);
+    EXPECT_EQ(fieldsOf(PLC_driver.writeList.last()), fieldsOf(record)); // every field
+    EXPECT_EQ(fieldsOf(snapshot.last()), fieldsOf(Filled));
 }
 
-TEST_F(Driver, QueuesHold1024) {
+TEST_F(Lists, QueuesHold1024) {
     const RW_VAR *head = nullptr;
     for (int i = 0; i < 1026; ++i) {
-        RW_VAR record = var(QString("1/7:%1+1=11").arg(i));
+        RW_VAR record = var(QString("4/7:%1+1=11").arg(i));
         EXPECT_EQ(AddListWriteVar(&record, 0), std::min(i + 1, 1024));
         EXPECT_EQ(AddListOnceReadVar(&record, 0), std::min(i + 1, 1024));
         head = i == 0 ? &PLC_driver.writeList.at(0) : head;
     }
-    EXPECT_EQ(text(PLC_driver.writeList.last()), "1/7:1023+1=11");
-    EXPECT_EQ(text(PLC_driver.onceReadList.last()), "1/7:1023+1=11");
-    RW_VAR again = var("1/7:1023+1=22");
-    EXPECT_EQ(AddListWriteVar(&again, 0), 1024);
-    EXPECT_EQ(text(PLC_driver.writeList.last()), "1/7:1023+1=22");
-    EXPECT_EQ(write(7, "1023", 1, bytes("33 00 44"), 2), 1024); // 1023+2 is another record
     info.blockLimit = 1;
-    EXPECT_EQ(write(7, "1022", 1, bytes("55 55 66 66 77 77"), 3), 1024);
-    EXPECT_EQ(text(PLC_driver.writeList.mid(1022)), "1/7:1022+1=5555 1/7:1023+1=6666");
+    EXPECT_EQ(write(7, "1022", 4, bytes("55 55 66 66 77 77"), 3), 1024); // two replace, one is lost
+    EXPECT_EQ(text(PLC_driver.writeList.mid(1022)), "4/7:1022+1=5555 4/7:1023+1=6666");
+    RW_VAR again = var("4/7:1023+1=22");
     EXPECT_EQ(AddListWriteVar(&again, 1), 1025);
     EXPECT_EQ(AddListOnceReadVar(&again, 1), 1025);
-    EXPECT_EQ(text(PLC_driver.onceReadList.last()), "1/7:1023+1=22");
+    EXPECT_EQ(text(PLC_driver.onceReadList.mid(1023)), "4/7:1023+1=11 4/7:1023+1=22");
     EXPECT_EQ(&PLC_driver.writeList.at(0), head); // stays where it is while the queue grows
 }
 
-TEST_F(Driver, HugeCountsEndAtTheQueuesBound) {
+TEST_F(Lists, HugeCountsEndAtTheQueuesBound) {
     info.blockLimit = 1;
     RW_VAR read = var("1/7:0+2147483647");
     EXPECT_EQ(AddListOnceReadVar(&read, 0), 1024);
@@ -320,77 +307,43 @@ TEST_F(Driver, HugeCountsEndAtTheQueuesBound) {
     EXPECT_EQ(write(7, "0", 1, bytes("12"), 8388609), 0);
 }
 
-TEST_F(Driver, HostWritesAreCutIntoRecords) {
-    // type | address | count | blockLimit | data | result | queue
-    for (const Row &row : table(R"(
-7 |10 |5|2 |00010203040506070809|3|4/7:10+2=00010203 4/7:12+2=04050607 4/7:14+1=0809
-8 |10 |4|2 |00010203040506070809|2|4/8:10+2=00010203 4/8:12+2=04050607
-7 |0  |2|2 |00010203040506070809|1|4/7:0+2=00010203;          7|10 |3|9|1122|1|4/7:10+3=112200000000
-7 |10 |3|2 |00010203040506070809|2|4/7:10+2=00010203 4/7:12+1=0405
-1 |2.6|3|1 |000500              |3|4/1:22+1=00 4/1:23+1=01 4/1:24+1=00
-2 |2.6|3|9 |80                  |3|4/2:22+1=01 4/2:23+1=00 4/2:24+1=00
-4 |7  |2|1 |11223344            |2|4/4:7+1=11 4/4:8+1=33
-5 |7  |3|0 |112233              |3|4/5:7+1=11 4/5:8+1=33 4/5:9+1=00
-10|3  |3|10|00010203040506070809|1|4/10:3+2=0001020304050607; 1|0.0|1|-1|FF|1|4/1:0+1=01
-11|3  |6|2 |00010203040506070809|2|4/11:3+2=0001020304050607 4/11:5+1=08090000
-10|3  |3|1 |00010203040506070809|2|4/10:3+1=00010203 4/10:4+1=04050607
-14|3  |5|1 |00010203040506070809|2|4/14:3+1=0001020304050607 4/14:4+1=0809000000000000
-13|3  |1|10|00010203040506070809|1|4/13:3+1=0001020304050607
-13|3  |4|1 |00010203040506070809|1|4/13:3+1=0001020304050607
-0|0.0|1|9|00; 3|0|1|9|00; 6|0|1|9|00; 9|0|2|9|00; 12|0|4|9|00; 15|0|1|9|00; -1|0|1|9|00; 7|x|1|9|00
-7|0|0|9|00; 1|0.0|-1|9|00; 4|0|-1|9|00; 10|0|-1|9|00; 7|0|1|0|00; 10|0|2|-1|00; 13|0|4|0|00
-1|0.0|16777217|9|00; 4|0|8388609|9|00; 10|0|8388609|2147483647|00; 13|0|2147483647|2147483647|00)")) {
-        SCOPED_TRACE(row.trace());
-        reset();
-        info.blockLimit = row.number(3);
-        const QByteArray data = bytes(row[4]);
-        EXPECT_EQ(write(row.number(0), row[1], 4, data, row.number(2)), row.number(5));
-        EXPECT_EQ(text(PLC_driver.writeList), row.text(6));
-        EXPECT_EQ(data, bytes(row[4]));
-        EXPECT_TRUE(DataStorage.isEmpty());
-    }
-}
-
-TEST_F(Driver, AHostWriteRecord) {
+TEST_F(Lists, HostWritesAreCutIntoRecords) {
+    run("W image", R"(
+        set blockLimit 2; write 7 10 5 00010203040506070809 => 3 W=4/7:10+2=00010203 4/7:12+2=04050607 4/7:14+1=0809
+        set blockLimit 2; write 8 10 4 00010203040506070809 => 2 W=4/8:10+2=00010203 4/8:12+2=04050607
+        set blockLimit 2; write 7 0 3 00010203040506070809 => 2 W=4/7:0+2=00010203 4/7:2+1=0405
+        write 7 10 3 1122 => 1 W=4/7:10+3=112200000000
+        set blockLimit 0; write 1 2.6 3 000500 => 3 W=4/1:22+1=00 4/1:23+1=01 4/1:24+1=00
+        write 2 2.6 3 80 => 3 W=4/2:22+1=01 4/2:23+1=00 4/2:24+1=00
+        set blockLimit -1; write 4 7 2 11223344 => 2 W=4/4:7+1=11 4/4:8+1=33
+        write 5 7 3 112233 => 3 W=4/5:7+1=11 4/5:8+1=33 4/5:9+1=00
+        set blockLimit 10; write 10 3 3 00010203040506070809 => 1 W=4/10:3+2=0001020304050607
+        set blockLimit 2; write 11 3 6 00010203040506070809 => 2 W=4/11:3+2=0001020304050607 4/11:5+1=08090000
+        set blockLimit 1; write 14 3 5 00010203040506070809 => 2 W=4/14:3+1=0001020304050607 4/14:4+1=0809000000000000
+        write 13 3 1 00010203040506070809 => 1 W=4/13:3+1=0001020304050607
+        set blockLimit 1; write 13 3 4 00010203040506070809 => 1 W=4/13:3+1=0001020304050607
+        set useVarStation 0; write 7 1 1 1122 => 1 W=9/7:1+1=1122 | set useVarStation 0; set defaultStation 0; write 7 1 1 1122 => 1 W=0/7:1+1=1122
+        write 0 0.0 1 00 => 0 | write 3 0 1 00 => 0 | write 6 0 1 00 => 0 | write 9 0 2 00 => 0
+        write 12 0 4 00 => 0 | write 15 0 1 00 => 0 | write -1 0 1 00 => 0 | write 7 x 1 00 => 0
+        write 7 0 0 00 => 0 | write 1 0.0 -1 00 => 0 | write 4 0 -1 00 => 0 | write 10 0 -1 00 => 0
+        set blockLimit 0; write 7 0 1 00 => 0 | set blockLimit -1; write 10 0 2 00 => 0
+        set blockLimit 0; write 13 0 4 00 => 0 | write 1 0.0 16777217 00 => 0 | write 4 0 8388609 00 => 0
+        write 10 0 8388609 00 => 0 | write 13 0 2147483647 00 => 0
+        failed; set blockLimit 1; write 7 0 2 11223344 => 2 W=4/7:0+1=1122 4/7:1+1=3344 image=4/7:11 22 33 44
+        failed; write 4 0 2 11223344 => 2 W=4/4:0+1=11 4/4:1+1=33 image=4/7:11 33
+        failed; write 1 0.0 2 0105 => 2 W=4/1:0+1=01 4/1:1+1=01 image=4/7:03
+        failed; write 13 0 1 11 => 1 W=4/13:0+1=1100000000000000 image=4/7:11 00 00 00 00 00 00 00
+        set commMode 1; write 7 0 2 1122334455 => 1 image=4/7:11 22 33 44
+        set commMode 1; write 4 0 2 11223344 => 1 image=4/7:11 22 | set commMode 0; write 10 0 2 11223344 => 1 image=4/7:11 22 33 44
+        set commMode 3; failed; write 13 0 5 11 => 1 image=4/7:11 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00
+        set commMode 1; write 1 0.0 2 0180 => 1 image=4/7:03 | set commMode 1; write 6 0 1 1122 => 1 image=4/6:00 00
+        set commMode 1; write 6 x 1 1122 => 0)");
+    reset();
     info.remoteMode = 6;
-    write(7, "3", 4, bytes("11 22"), 1, 7, 8);
-    info.useVarStation = 0;
-    write(7, "3", 4, bytes("11 22"), 1);
-    write(7, "3", 5, bytes("33 44"), 1); // the same default station: replaced
-    info.defaultStation = 0;             // to all stations
-    EXPECT_EQ(write(7, "3", 5, bytes("33 44"), 1), 3);
-    EXPECT_EQ(text(PLC_driver.writeList), "4/7:3+1=1122 9/7:3+1=3344 0/7:3+1=3344");
-    const RW_VAR &record = PLC_driver.writeList.first();
-    EXPECT_TRUE(record.ownerId == 7 && record.itemId == 8 && record.isWrite == 1);
-    EXPECT_TRUE(record.remoteMode == 6 && record.portId == 1 && record.result == 0);
-    EXPECT_TRUE(record.saveMode == 0 && record.spare == 0);
-    EXPECT_TRUE(record.hostText == "host" && record.addressText == "3");
-}
-
-TEST_F(Driver, HostWritesReachTheImageWhenNothingElseWill) {
-    // commMode | commFailed | type | count | data | area 7 afterwards
-    for (const Row &row : table(R"(2|0|7|2|11 22 33 44|; 2|1|7|2|11 22 33 44|11 22 33 44
-             2|1|4|2|11 22 33 44|11 33; 2|1|1|9|01 01 00 01 00 00 00 00 01|0B 01
-             2|1|13|1|11|11 00 00 00 00 00 00 00; 1|0|7|2|11 22 33 44 55|11 22 33 44
-             1|0|4|2|11 22 33 44|11 22; 1|0|10|2|11 22 33 44|11 22 33 44; 3|0|1|2|01 80|03
-             0|1|13|5|11|11 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00)")) {
-        SCOPED_TRACE(row.trace());
-        reset();
-        const bool toPlc = row.number(0) == 2;
-        info.commMode = row.number(0);
-        info.blockLimit = 1;
-        PLC_driver.commFailed = row.number(1) == 1;
-        const char *address = row.number(2) == 1 ? "0.0" : "0";
-        const int result = write(row.number(2), address, 4, bytes(row[4]), row.number(3));
-        EXPECT_EQ(result, toPlc ? PLC_driver.writeList.size() : 1);
-        EXPECT_EQ(PLC_driver.writeList.isEmpty(), !toPlc);
-        EXPECT_EQ(image(4, 7), row.text(5));
-    }
-    info.commMode = 1;
-    EXPECT_EQ(write(6, "x", 4, bytes("11 22"), 1), 0);
-    EXPECT_EQ(image(4, 6), "");
-    EXPECT_EQ(write(6, "0", 4, bytes("11 22"), 1), 1);
-    EXPECT_EQ(image(4, 6), "00 00"); // room, nothing more
+    const QByteArray data = bytes("11 22 33");
+    write(7, "3", 4, data, 1, 7, 8);
+    EXPECT_EQ(fieldsOf(PLC_driver.writeList.last()), "781610host3734100\x11\x22");
+    EXPECT_EQ(data, bytes("11 22 33"));
 }
 
 } // namespace

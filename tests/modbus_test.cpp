@@ -7,216 +7,172 @@
 
 namespace {
 
-TEST(Checksums, KnownValues) {
-    const std::map<QString, int (*)(unsigned char *, unsigned short)> checksums{
-        {"CRC", CalCRC}, {"SUM", CalSUM}, {"LRC", CalLRC}, {"XOR", CalXOR}};
-    for (const Row &row : table(R"(CRC||65535; CRC|11 03 00 6B 00 03|34678; SUM||0; SUM|80 FF|383
-             CRC|01 03 00 00 00 01|2692; CRC|31 32 33 34 35 36 37 38 39|19255; LRC||256
-             LRC|01 03|252; LRC|80 80|256; LRC|FF|1; XOR||0; XOR|A5|165; XOR|01 02 03|0
-             XOR|F0 81|113)")) {
-        QByteArray data = bytes(row[1]);
-        auto *first = data.isEmpty() ? nullptr : reinterpret_cast<unsigned char *>(data.data());
-        const auto length = static_cast<unsigned short>(data.size());
-        EXPECT_EQ(checksums.at(row[0])(first, length), row.number(2)) << row.trace();
-        EXPECT_EQ(data, bytes(row[1]));
+class Modbus : public Driver {
+protected:
+    Modbus() {
+        on("readAnalog", [](const Words &w) { callWith(ReadAnalog, var(w[1])); });
+        on("readRegister", [](const Words &w) { callWith(ReadRegister, var(w[1])); });
+        on("writeAnalog", [](const Words &w) { callWith(WriteAnalog, var(w[1])); });
+        on("writeRegister", [](const Words &w) { callWith(WriteRegister, var(w[1])); });
+        on("frame", [](const Words &w) {
+            callWith(WriteAnalog, var(w[1]));
+            return hex(PLC_driver.requestList.last().frame);
+        });
+        on("isWrite", [](const Words &w) { PLC_driver.requestList[0].var.isWrite = w.number(1); });
+        on("regType", [](const Words &w) { PLC_driver.requestList[0].var.regType = w.number(1); });
+        on("drop", [](const Words &) { PLC_driver.requestList.removeFirst(); });
+        on("check", [](const Words &w) {
+            QByteArray reply = w.data(1);
+            return CheckGetData(&reply, 0);
+        });
+        on("store", [](const Words &w) { with(w, SaveToLocalDataErea); });
+        on("bit", [](const Words &w) { with(w, SpecialRegisterSave); });
+        on("byte", [](const Words &w) { with(w, SpecialRegisterSaveByte); });
     }
+
+    static void with(const Words &w, void (*function)(QByteArray *)) {
+        QByteArray reply = w.data(1);
+        function(&reply);
+    }
+
+    template <int (*checksum)(unsigned char *, unsigned short)>
+    static int of(const Words &w) {
+        QByteArray data = w.data(1);
+        auto *first = data.isEmpty() ? nullptr : reinterpret_cast<unsigned char *>(data.data());
+        return checksum(first, static_cast<unsigned short>(data.size()));
+    }
+};
+
+TEST_F(Modbus, ChecksumsAndDigits) {
+    on("crc", of<CalCRC>);
+    on("sum", of<CalSUM>);
+    on("lrc", of<CalLRC>);
+    on("xor", of<CalXOR>);
+    on("ascii", [](const Words &w) { return DigitalToASCII(w.number(1)); });
+    on("digit", [](const Words &w) { return ASCIIToDigital(w.number(1)); });
+    run("", R"(crc => 65535 | crc 11 03 00 6B 00 03 => 34678 | crc 01 03 00 00 00 01 => 2692
+        crc 31 32 33 34 35 36 37 38 39 => 19255 | sum => 0 | sum 80 FF => 383 | lrc => 256
+        lrc 01 03 => 252 | lrc 80 80 => 256 | lrc FF => 1 | xor => 0 | xor A5 => 165 | xor 01 02 03 => 0
+        xor F0 81 => 113 | ascii 0 => 48 | ascii 9 => 57 | ascii 10 => 65 | ascii 15 => 70 | ascii 16 => 71
+        ascii -1 => 47 | digit 70 => 15 | digit 102 => 47 | digit 97 => 42 | digit 65 => 10 | digit 64 => 0
+        digit 63 => 15 | digit 58 => 10 | digit 57 => 9 | digit 49 => 1 | digit 48 => 0 | digit 32 => 0)");
     std::vector<unsigned char> many(300, 0xFF);
     EXPECT_EQ(CalSUM(many.data(), 300), 10964);
-    for (const Row &row : table("0 48; 9 57; 10 65; 15 70; 16 71; -1 47")) {
-        EXPECT_EQ(DigitalToASCII(row.number(0)), row.number(1));
-    }
-    for (const Row &row :
-         table("70 15; 102 47; 97 42; 65 10; 64 0; 63 15; 58 10; 57 9; 49 1; 32 0")) {
-        EXPECT_EQ(ASCIIToDigital(row.number(0)), row.number(1));
+}
+
+TEST_F(Modbus, ReadRequests) {
+    run("requests frames", R"(
+        readAnalog 17/7:107+3=07 => requests=11 03 00 6B 00 03 76 87 [11 3 6] 17/7:107+3=07 frames=1/0
+        readAnalog 1/6:0+10 => requests=01 04 00 00 00 0A 70 0D [25 3 20] 1/6:0+10 frames=1/0
+        readAnalog 1/8:100+2 => requests=01 03 13 EC 00 02 01 7A [9 3 4] 1/8:100+2 frames=1/0
+        readRegister 1/8:100+2 => requests=01 03 13 EC 00 02 01 7A [9 3 4] 1/8:100+2 frames=1/0
+        readAnalog 511/7:131070+65794 => requests=FF 03 FF FE 01 02 81 A1 [131593 3 131588] 511/7:131070+65794 frames=1/0
+        readAnalog 1/-1:0+1 => | readAnalog 1/0:0+1 => | readAnalog 1/5:0+1 => | readAnalog 1/9:0+1 =>
+        readRegister 1/15:0+1 => | readAnalog 1/7:0+1; set frameIndex 1; readAnalog 1/9:0+1 =>)");
+    for (const auto &build : {ReadAnalog, WriteAnalog}) {
+        RW_VAR sent = Filled;
+        sent.regType = 7;
+        build(&sent);
+        EXPECT_EQ(fieldsOf(PLC_driver.requestList.last().var), fieldsOf(sent)); // a full copy
     }
 }
 
-TEST_F(Driver, ReadRequests) {
-    // variable | frame | replyLength | dataLength
-    for (const Row &row : table(R"(17/7:107+3|11 03 00 6B 00 03 76 87|11|6
-             1/6:0+10|01 04 00 00 00 0A 70 0D|25|20; 1/8:100+2|01 03 13 EC 00 02 01 7A|9|4
-             1/7:-1+1|01 03 FF FF 00 01 *|7|2; 511/7:131070+65794|FF 03 FF FE 01 02 *|131593|131588
-             1/-1:0+1|; 1/0:0+1|; 1/5:0+1|; 1/9:0+1|; 1/15:0+1|)")) {
-        for (const auto &build : {ReadRegister, ReadAnalog}) {
-            SCOPED_TRACE(row.trace());
-            info.frameCount = info.frameIndex = 7;
-            PLC_driver.requestList = {Protocol()};
-            RW_VAR asked = var(row[0]);
-            asked.hostText = "pump";
-            asked.saveMode = -1;
-            asked.value = "v";
-            build(&asked);
-            const bool built = !row[1].isEmpty();
-            EXPECT_TRUE(info.frameCount == (built ? 1 : 7) && info.frameIndex == (built ? 0 : 7));
-            ASSERT_EQ(PLC_driver.requestList.size(), built ? 2 : 1);
-            const Protocol &request = PLC_driver.requestList.last();
-            EXPECT_EQ(hex(request.frame), hex(bytes(row[1])));
-            EXPECT_EQ(request.frameLength, request.frame.size());
-            EXPECT_EQ(request.replyLength, row.number(2));
-            EXPECT_EQ(request.dataLength, row.number(3));
-            if (built) {
-                EXPECT_EQ(text(request.var), text(asked));
-                EXPECT_TRUE(request.var.hostText == "pump" && request.var.saveMode == -1);
-                EXPECT_EQ(request.dataOffset, 3);
-            }
-        }
-    }
+TEST_F(Modbus, ReplyCheck) {
+    run("", R"(readAnalog 17/7:0+3; check 11 03 06 02 2B 00 00 00 64 C8 BA => 1
+        &check 11 03 06 02 2B 00 00 00 64 BA C8 => 0 | &check 11 03 06 02 2B 00 00 00 65 C8 BA => 0
+        &check 12 03 06 02 2B 00 00 00 64* => 0 | &check => 0 | readAnalog 0/7:0+1; check => 2
+        readAnalog 1/7:0+1; check 01 03 00 00* => 1 | &check 01 83 02* => 0
+        &isWrite 1; check 01 10 00 0A 00 02* => 2 | &isWrite 7; check 01 10 00 0A 00 02* => 2
+        &check 02 10 00 0A 00 02* => 0 | readAnalog 200/7:0+1; check C8 03 02 00 01* => 1
+        readAnalog 256/7:0+1; check 00 03 02 00 01* => 0)");
 }
 
-TEST_F(Driver, ReplyCheck) {
-    // station | isWrite | reply | verdict
-    for (const Row &row : table(R"(17|0|11 03 06 02 2B 00 00 00 64 C8 BA|1; 0|0||2; 0|1|FF|2; 1|0||0
-             17|0|11 03 06 02 2B 00 00 00 64 BA C8|0; 18|0|11 03 06 02 2B 00 00 00 64 C8 BA|0
-             17|0|11 03 06 02 2B 00 00 00 65 C8 BA|0; 1|0|01 03 00 00*|1; 1|0|01 83 02*|0
-             200|0|C8 03 02 00 01*|1; 256|0|00 03 02 00 01*|0; 1|1|01 10 00 0A 00 02*|2
-             1|7|01 10 00 0A 00 02*|2; 1|1|02 10 00 0A 00 02*|0)")) {
-        PLC_driver.requestList = {Protocol(), Protocol()};
-        PLC_driver.requestList[0].var.station = row.number(0);
-        PLC_driver.requestList[0].var.isWrite = row.number(1);
-        QByteArray reply = bytes(row[2]);
-        EXPECT_EQ(CheckGetData(&reply, 0), row.number(3)) << row.trace();
-    }
-}
-
-TEST_F(Driver, WriteRequests) {
-    for (const Row &row : table(R"(1/7:10+2=34127856|01 10 00 0A 00 02 04 12 34 56 78 08 E4
-             1/8:10+1=3412|01 10 13 92 00 01 02 12 34*; 1/10:3+1=44332211|01 10 00 06 00 02 04 33 44 11 22*
-             1/11:3+1=44332211|01 10 13 8E 00 02 04 33 44 11 22 60 6B
-             2/13:1+1=0807060504030201|02 10 00 04 00 04 08 07 08 05 06 03 04 01 02 85 13
-             2/14:1+1=0807060504030201|02 10 13 8C 00 04 08 07 08 05 06 03 04 01 02*
-             1/7:10+0|01 10 00 0A 00 00 00 0A 88; 1/7:10+2=341278|01 10 00 0A 00 02 04 12 34 00 78*
-             515/7:10+1=34129999|03 10 00 0A 00 01 02 12 34*; 1/7:10+-1=3412|01 10 00 0A FF FF FE*
-             1/13:1+2147483647=3412|01 10 00 04 FF FC F8*; 1/6:10+1=3412|01 00 00 0A 81 DF
-             1/0:10+1|01 00 00 0A 81 DF; 1/3:10+1|01 00 00 0A 81 DF; 1/9:10+1|01 00 00 0A 81 DF
-             1/12:10+1|01 00 00 0A 81 DF; 1/15:10+1|01 00 00 0A 81 DF; 1/2:10+1|01 00 13 92*)")) {
-        SCOPED_TRACE(row.trace());
-        PLC_driver.requestList = {Protocol()};
-        info.frameCount = info.frameIndex = 7;
-        RW_VAR written = var(row[0]);
-        WriteAnalog(&written);
-        ASSERT_EQ(PLC_driver.requestList.size(), 2);
-        const Protocol &request = PLC_driver.requestList.last();
-        EXPECT_EQ(hex(request.frame), hex(bytes(row[1])));
-        EXPECT_EQ(request.frameLength, request.frame.size());
-        EXPECT_EQ(request.replyLength, 8);
-        EXPECT_TRUE(request.dataOffset == 0 && request.dataLength == 0);
-        EXPECT_EQ(text(request.var), row.text(0));
-        EXPECT_EQ(text(written), row.text(0));
-        EXPECT_TRUE(info.frameCount == 1 && info.frameIndex == 0);
-    }
-    RW_VAR toAll = var("0/7:0+128");
-    WriteAnalog(&toAll);
-    EXPECT_EQ(PLC_driver.requestList.last().replyLength, 0);
+TEST_F(Modbus, WriteRequests) {
+    run("requests frames", R"(
+        writeAnalog 1/7:10+2=34127856 => requests=01 10 00 0A 00 02 04 12 34 56 78 08 E4 [8 0 0] 1/7:10+2=34127856 frames=1/0
+        writeAnalog 1/11:3+1=44332211 => requests=01 10 13 8E 00 02 04 33 44 11 22 60 6B [8 0 0] 1/11:3+1=44332211 frames=1/0
+        writeAnalog 0/7:10+0 => requests=00 10 00 0A 00 00 00 1A 48 [0 0 0] 0/7:10+0 frames=1/0)");
+    run("", R"(frame 2/13:1+1=0807060504030201 => 02 10 00 04 00 04 08 07 08 05 06 03 04 01 02 85 13
+        frame 2/14:1+1=0807060504030201 => 02 10 13 8C 00 04 08 07 08 05 06 03 04 01 02 5D E1
+        frame 1/8:10+1=3412 => 01 10 13 92 00 01 02 12 34 95 54
+        frame 1/10:3+1=44332211 => 01 10 00 06 00 02 04 33 44 11 22 B0 9D
+        frame 1/7:10+2=341278 => 01 10 00 0A 00 02 04 12 34 00 78 37 44
+        frame 515/7:10+1=34129999 => 03 10 00 0A 00 01 02 12 34 B2 ED
+        frame 1/7:10+-1=3412 => 01 10 00 0A FF FF FE FA C8
+        frame 1/13:1+2147483647=3412 => 01 10 00 04 FF FC F8 78 D2
+        frame 1/7:10+0 => 01 10 00 0A 00 00 00 0A 88 | frame 1/6:10+1=3412 => 01 00 00 0A 81 DF
+        frame 1/0:10+1 => 01 00 00 0A 81 DF | frame 1/3:10+1 => 01 00 00 0A 81 DF
+        frame 1/9:10+1 => 01 00 00 0A 81 DF | frame 1/12:10+1 => 01 00 00 0A 81 DF
+        frame 1/15:10+1 => 01 00 00 0A 81 DF | frame 1/2:10+1 => 01 00 13 92 8D 45)");
+    RW_VAR written = var("1/7:0+128");
+    WriteAnalog(&written);
+    EXPECT_EQ(hex(PLC_driver.requestList.last().frame.left(7)), "01 10 00 00 00 80 00");
     EXPECT_EQ(PLC_driver.requestList.last().frameLength, 9 + 256);
-    EXPECT_EQ(hex(PLC_driver.requestList.last().frame.left(7)), "00 10 00 00 00 80 00");
 }
 
-TEST_F(Driver, BitAndByteWritesPatchTheRegisterTheyRead) {
-    // write | register as read | read request | write request
-    for (const Row &row :
-         table(R"(1/1:35+1=01|12 34|01 03 00 02 00 01 25 CA|01 10 00 02 00 01 02 12 3C AB 03
-             1/1:35+1=00|FF FF|01 03 00 02 00 01 25 CA|01 10 00 02 00 01 02 FF F7*
-             1/1:47+1=80|12 34|01 03 00 02 00 01 25 CA|01 10 00 02 00 01 02 92 34*
-             1/1:40+1=00|FF FF|01 03 00 02 00 01 25 CA|01 10 00 02 00 01 02 FE FF*
-             1/1:40+1=00|00 00|01 03 00 02 00 01 25 CA|01 10 00 02 00 01 02 00 00*
-             1/1:39+1=01|00 00|01 03 00 02 00 01 25 CA|01 10 00 02 00 01 02 00 80*
-             1/1:32+1   |FF FF|01 03 00 02 00 01 25 CA|01 10 00 02 00 01 02 FF FE*
-             1/1:-5+1=01|12 34|01 03 00 00 00 01*     |01 10 00 00 00 01 02 12 34*
-             1/2:35+1=01|80 80|01 03 13 8A 00 01*     |01 10 13 8A 00 01 02 80 88*
-             1/4:5+1=ab |12 34|01 03 00 02 00 01 25 CA|01 10 00 02 00 01 02 AB 34 D9 55
-             1/4:4+1=ab |12 34|01 03 00 02 00 01 25 CA|01 10 00 02 00 01 02 12 AB EA AD
-             1/4:4+1    |FF FF|01 03 00 02 00 01 25 CA|01 10 00 02 00 01 02 FF 00*
-             1/5:5+1=ab |12 F4|01 03 13 8A 00 01*     |01 10 13 8A 00 01 02 AB F4*)")) {
-        SCOPED_TRACE(row.trace());
-        reset();
-        PLC_driver.writeList = vars(row[0] + " 1/1:33+1=55"); // only the head counts
-        RW_VAR written = PLC_driver.writeList.first();
+TEST_F(Modbus, BitAndByteWrites) {
+    run("requests frames image", R"(
+        writeRegister 1/1:35+1=01 => requests=01 03 00 02 00 01 25 CA [7 3 2] 1/7:2+1=0000, 01 10 00 02 00 01 02 00 00 A7 B2 [8 0 0] 1/7:2+1=0000 frames=2/0 image=1/7:00 00 00 00 08
+        writeRegister 1/5:5+1=ab => requests=01 03 13 8A 00 01 A1 64 [7 3 2] 1/8:2+1=0000, 01 10 13 8A 00 01 02 00 00 9B FB [8 0 0] 1/8:2+1=0000 frames=2/0 image=1/8:00 00 00 00 00 AB
+        failed; writeRegister 1/4:4+1=ab => requests=01 03 00 02 00 01 25 CA [7 3 2] 1/7:2+1=0000, 01 10 00 02 00 01 02 00 00 A7 B2 [8 0 0] 1/7:2+1=0000 frames=2/0
+        writeRegister 1/7:0+1=3412 => requests=01 10 00 00 00 01 02 12 34 AB 27 [8 0 0] 1/7:0+1=3412 frames=1/0 image=1/7:34 12
+        failed; writeRegister 1/3:0+1 => requests=01 00 00 00 01 D8 [8 0 0] 1/3:0+1 frames=1/0)");
+    on("patched", [](const Words &w) { // a write, its register as it is read
+        RW_VAR written = var(w[1]);
         written.isWrite = 1;
+        PLC_driver.writeList = {written, var("1/1:33+1=55")}; // only the head counts
         WriteRegister(&written);
-        ASSERT_EQ(PLC_driver.requestList.size(), 2);
-        EXPECT_TRUE(info.frameCount == 2 && info.frameIndex == 0);
-        EXPECT_EQ(text(written), row.text(0));
-        const Protocol &read = PLC_driver.requestList.first();
-        EXPECT_EQ(hex(read.frame), hex(bytes(row[2])));
-        EXPECT_TRUE(read.replyLength == 7 && read.var.isWrite == 0);
-        EXPECT_EQ(read.var.saveMode, written.regType < 3 ? -1 : -2);
-        const Protocol &later = PLC_driver.requestList.last();
-        EXPECT_EQ(hex(later.frame), hex(sealed(bytes(row[3]).left(7) + QByteArray(2, '\0'))));
-        EXPECT_TRUE(later.replyLength == 8 && later.var.isWrite == 1 && later.var.saveMode == 0);
-        QByteArray reply = bytes("01 03 02" + row[1] + "*");
-        const std::string before = image(1, 7) + image(1, 8);
+        const RW_VAR &half = PLC_driver.requestList[0].var;
+        EXPECT_TRUE(half.isWrite == 0 && half.saveMode == (written.regType < 3 ? -1 : -2));
+        const RW_VAR &later = PLC_driver.requestList[1].var;
+        EXPECT_TRUE(later.isWrite == 1 && later.saveMode == 0);
+        QByteArray reply = bytes("01 03 02" + w[2] + "*");
+        const auto before = DataStorage;
         SaveToLocalDataErea(&reply);
-        EXPECT_EQ(hex(later.frame), hex(bytes(row[3])));
-        EXPECT_EQ(image(1, 7) + image(1, 8), before); // the reply itself is not stored
-    }
+        EXPECT_EQ(DataStorage, before);
+        return hex(PLC_driver.requestList[1].frame);
+    });
+    run("", R"(patched 1/1:35+1=01 1234 => 01 10 00 02 00 01 02 12 3C AB 03
+        patched 1/1:35+1=00 FFFF => 01 10 00 02 00 01 02 FF F7 A7 C4
+        patched 1/1:47+1=80 1234 => 01 10 00 02 00 01 02 92 34 CB 05
+        patched 1/1:40+1=00 FFFF => 01 10 00 02 00 01 02 FE FF A7 92
+        patched 1/1:40+1=00 0000 => 01 10 00 02 00 01 02 00 00 A7 B2
+        patched 1/1:39+1=01 0000 => 01 10 00 02 00 01 02 00 80 A6 12
+        patched 1/1:32+1 FFFF => 01 10 00 02 00 01 02 FF FE 67 C2
+        patched 1/1:-5+1=01 1234 => 01 10 00 00 00 01 02 12 34 AB 27
+        patched 1/2:35+1=01 8080 => 01 10 13 8A 00 01 02 80 88 FA 5D
+        patched 1/4:5+1=ab 1234 => 01 10 00 02 00 01 02 AB 34 D9 55
+        patched 1/4:4+1=ab 1234 => 01 10 00 02 00 01 02 12 AB EA AD
+        patched 1/4:4+1 FFFF => 01 10 00 02 00 01 02 FF 00 E6 42
+        patched 1/5:5+1=ab 12F4 => 01 10 13 8A 00 01 02 AB F4 E5 4C)");
 }
 
-TEST_F(Driver, APatchNeedsAReplyAWriteAndItsFrame) {
-    QByteArray reply = bytes("01 03 02 12 34*");
-    QByteArray six = reply.left(6);
-    QByteArray five = reply.left(5);
-    for (const auto &patch : {SpecialRegisterSave, SpecialRegisterSaveByte}) {
+TEST_F(Modbus, APatchNeedsAReplyAWriteAndItsFrame) {
+    run("requests", R"(
+        failed; writeRegister 1/1:35+1=01; bit 01 03 02 12 34* => | &byte 01 03 02 12 34* =>
+        &W 1/1:35+1=01; bit 01 03 02 12 34 => | &byte 01 03 02 12 34 =>
+        &bit 01 03 02 12 34 00 => requests=01 03 00 02 00 01 25 CA [7 3 2] 1/7:2+1=0000, 01 10 00 02 00 01 02 12 3C AB 03 [8 0 0] 1/7:2+1=0000
+        &byte 01 03 02 12 34 00 => requests=01 03 00 02 00 01 25 CA [7 3 2] 1/7:2+1=0000, 01 10 00 02 00 01 02 01 34 A7 F5 [8 0 0] 1/7:2+1=0000
+        &drop; bit 01 03 02 12 34 00 => | &byte 01 03 02 12 56 00 =>)");
+}
+
+TEST_F(Modbus, RepliesInTheImage) {
+    run("image requests", R"(
+        image 17 7 EE EE EE EE EE EE; readAnalog 17/7:0+3; store 11 03 06 02 2B 00 00 00 64 C8 BA => image=17/7:2B 02 00 00 64 00
+        image 17 6 EE EE EE EE EE EE; readAnalog 17/6:1+1; store 11 03 06 02 2B 00 00 00 64 => image=17/6:EE EE 2B 02 EE EE
+        image 17 8 EE EE EE EE EE EE; readAnalog 17/8:2+2; store 11 03 06 02 2B 00 00 00 64 => image=17/8:EE EE EE EE 2B 02 00 00
+        image 17 7 EE EE EE EE EE EE; readAnalog 17/7:0+2; store 11 03 06 02 2B 01 => image=17/7:2B 02 00 01 EE EE
+        image 17 7 EE EE; readAnalog 17/7:-1+2; store 11 03 06 02 2B 00 00 => | readAnalog 17/7:0+1; store 11 03 06 => image=17/7:00 00
+        image 17 7 EE EE; readAnalog 17/7:0+0; store 11 03 06 02 2B => | readAnalog 17/7:2+0; store 11 03 00 => image=17/7:00 00 00 00
+        image 17 7 EE EE; readAnalog 17/7:2+-1; store 11 03 06 02 2B => | readAnalog 17/7:8388607+2; store 11 03 04 01 02 03 04 =>
+        readAnalog 17/7:0+1; regType 20; store 11 03 02 12 34 => image=17/20:00 00)");
+    for (const int area : {7, 8}) { // wire register 5107 is image register 107 of area 8
         reset();
-        RW_VAR written = var("1/1:35+1=01");
-        WriteRegister(&written);
-        const QByteArray placeholder = PLC_driver.requestList.last().frame;
-        EXPECT_EQ(hex(placeholder), "01 10 00 02 00 01 02 00 00 A7 B2");
-        patch(&reply); // nothing in writeList
-        PLC_driver.writeList = {written};
-        patch(&five);
-        EXPECT_EQ(PLC_driver.requestList.last().frame, placeholder);
-        const Protocol read = PLC_driver.requestList.takeFirst();
-        patch(&reply); // nothing behind the request in flight
-        EXPECT_EQ(PLC_driver.requestList.last().frame, placeholder);
-        PLC_driver.requestList.prepend(read);
-        patch(&six);
-        EXPECT_NE(PLC_driver.requestList.last().frame, placeholder);
-    }
-}
-
-TEST_F(Driver, ALocalWriteIsMirroredUnlessCommunicationHasFailed) {
-    for (const char *written : {"1/1:9+1=03", "1/4:9+1=03", "1/7:9+1=0304"}) {
-        for (const bool failed : {false, true}) {
-            reset();
-            PLC_driver.commFailed = failed;
-            RW_VAR copy = var(written);
-            WriteRegister(&copy);
-            EXPECT_EQ(PLC_driver.requestList.size(), copy.regType == 7 ? 1 : 2);
-            EXPECT_EQ(DataStorage.isEmpty(), failed);
-        }
-    }
-}
-
-TEST_F(Driver, RepliesInTheImage) {
-    // request | reply | an area that held six bytes EE
-    for (const Row &row : table(R"(17/7:0+3|11 03 06 02 2B 00 00 00 64 C8 BA|2B 02 00 00 64 00
-             17/6:1+1|11 03 06 02 2B 00 00 00 64|EE EE 2B 02 EE EE; 17/7:0+0|11 03 06 02 2B|EE EE EE EE EE EE
-             17/8:2+2|11 03 06 02 2B 00 00 00 64|EE EE EE EE 2B 02 00 00; 17/7:4+-1|11 03 06 02 2B|EE EE EE EE EE EE
-             17/7:-1+2|11 03 06 02 2B 00 00|EE EE EE EE EE EE; 17/7:0+2|11 03 06 02 2B 01|2B 02 00 01 EE EE
-             17/7:0+2|11 03 06|EE EE EE EE EE EE; 17/7:5+0|11 03 06 02|EE EE EE EE EE EE 00 00 00 00
-             17/7:8388607+2|11 03 04 01 02 03 04|EE EE EE EE EE EE)")) {
-        reset();
-        RW_VAR asked = var(row[0]);
-        DataStorage[17][asked.regType] = QByteArray(6, '\xEE');
+        RW_VAR asked = var(QString("17/%1:107+3").arg(area));
         ReadRegister(&asked);
-        QByteArray reply = bytes(row[1]);
+        QByteArray reply = bytes("11 03 06 02 2B 00 00 00 64 C8 BA");
         SaveToLocalDataErea(&reply);
-        EXPECT_EQ(image(17, asked.regType), row.text(2)) << row.trace();
-        EXPECT_EQ(PLC_driver.requestList.size(), 1);
-    }
-}
-
-TEST_F(Driver, RepliesMakeTheirOwnRoom) {
-    QByteArray reply = bytes("11 03 06 02 2B 00 00 00 64 C8 BA");
-    for (const int area : {6, 7, 8, 20}) { // 20: room, but nothing stored
-        reset();
-        RW_VAR asked = var("17/7:107+3");
-        ReadRegister(&asked);
-        PLC_driver.requestList.first().var.regType = area;
-        SaveToLocalDataErea(&reply);
-        EXPECT_TRUE(DataStorage.keys() == QList<int>{17} && DataStorage[17].size() == 1);
-        const QByteArray stored = area == 20 ? QByteArray(6, '\0') : bytes("2B 02 00 00 64 00");
-        EXPECT_EQ(DataStorage[17][area], QByteArray(214, '\0') + stored);
+        EXPECT_EQ(DataStorage[17][area], QByteArray(214, '\0') + bytes("2B 02 00 00 64 00"));
     }
 }
 
