@@ -298,7 +298,7 @@ protected:
         if (request == nullptr) {
             return "-";
         }
-        const QString list = QString("CWO").mid(PLC_driver.listKind, 1);
+        QString list = QString("CWO").mid(PLC_driver.listKind, 1);
         deliver(plc.answer(request->frame));
         return list;
     }

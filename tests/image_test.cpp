@@ -89,7 +89,8 @@ TEST_F(Image, WritesOfEveryWidth) {
         put 1/7:2147483647+2=3412 => | put 1/1:2147483647+2147483647=01 =>)";
     QString script = intoEightBytes;
     run("image", script.replace("put", "image 1 7 AA AA AA AA AA AA AA AA; put").toLatin1());
-    run("image", R"(put 3/1:3+1=01 => image=3/7:08 | put 3/2:9+1=01 => image=3/8:00 02
+    run("image", R"(put 3/1:134217727+3=010101 => image=3/7:16777216 bytes
+        put 3/1:3+1=01 => image=3/7:08 | put 3/2:9+1=01 => image=3/8:00 02
         put 3/5:1+1=11 => image=3/8:00 11 | put 3/8:1+1=3412 => image=3/8:00 00 34 12
         put 3/11:1+1=01020304 => image=3/8:00 00 00 00 01 02 03 04
         put 3/14:0+1=0102030405060708 => image=3/8:01 02 03 04 05 06 07 08

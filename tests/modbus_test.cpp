@@ -63,7 +63,7 @@ TEST_F(Modbus, ChecksumsAndDigits) {
 TEST_F(Modbus, ReadRequests) {
     run("requests frames", R"(
         readAnalog 17/7:107+3=07 => requests=11 03 00 6B 00 03 76 87 [11 3 6] 17/7:107+3=07 frames=1/0
-        readAnalog 1/6:0+10 => requests=01 04 00 00 00 0A 70 0D [25 3 20] 1/6:0+10 frames=1/0
+        set frameIndex 7; readAnalog 1/6:0+10 => requests=01 04 00 00 00 0A 70 0D [25 3 20] 1/6:0+10 frames=1/0
         readAnalog 1/8:100+2 => requests=01 03 13 EC 00 02 01 7A [9 3 4] 1/8:100+2 frames=1/0
         readRegister 1/8:100+2 => requests=01 03 13 EC 00 02 01 7A [9 3 4] 1/8:100+2 frames=1/0
         readAnalog 511/7:131070+65794 => requests=FF 03 FF FE 01 02 81 A1 [131593 3 131588] 511/7:131070+65794 frames=1/0
@@ -114,7 +114,7 @@ TEST_F(Modbus, BitAndByteWrites) {
     run("requests frames image", R"(
         writeRegister 1/1:35+1=01 => requests=01 03 00 02 00 01 25 CA [7 3 2] 1/7:2+1=0000, 01 10 00 02 00 01 02 00 00 A7 B2 [8 0 0] 1/7:2+1=0000 frames=2/0 image=1/7:00 00 00 00 08
         writeRegister 1/5:5+1=ab => requests=01 03 13 8A 00 01 A1 64 [7 3 2] 1/8:2+1=0000, 01 10 13 8A 00 01 02 00 00 9B FB [8 0 0] 1/8:2+1=0000 frames=2/0 image=1/8:00 00 00 00 00 AB
-        failed; writeRegister 1/4:4+1=ab => requests=01 03 00 02 00 01 25 CA [7 3 2] 1/7:2+1=0000, 01 10 00 02 00 01 02 00 00 A7 B2 [8 0 0] 1/7:2+1=0000 frames=2/0
+        set frameIndex 7; failed; writeRegister 1/4:4+1=ab => requests=01 03 00 02 00 01 25 CA [7 3 2] 1/7:2+1=0000, 01 10 00 02 00 01 02 00 00 A7 B2 [8 0 0] 1/7:2+1=0000 frames=2/0
         writeRegister 1/7:0+1=3412 => requests=01 10 00 00 00 01 02 12 34 AB 27 [8 0 0] 1/7:0+1=3412 frames=1/0 image=1/7:34 12
         failed; writeRegister 1/3:0+1 => requests=01 00 00 00 01 D8 [8 0 0] 1/3:0+1 frames=1/0)");
     on("patched", [](const Words &w) { // a write, its register as it is read

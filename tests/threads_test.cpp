@@ -79,7 +79,7 @@ protected:
             RW_VAR once = var(QString("1/7:%1+%2").arg(place % 50).arg(1 + i % 7));
             once.ownerId = 4;
             once.itemId = item;
-            AddListOnceReadVar(&once, 0);
+            AddListOnceReadVar(&once, i % 2);
             EnCommStation(77, i % 2);
             EnableEthernet(77 + number, i % 2);
             read(1 + i % 3, "0.3", 1, 40 + place); // grows area by area
@@ -189,9 +189,10 @@ TEST_F(Threads, AScreenSeesAReplyOrAWriteWholeOrNotAtAll) {
                   }
               },
               [&watch] { watch(1); }, [&watch] { watch(2); },
-              [] { // the areas grow under everyone's hands
+              [] { // the areas grow and the stations become more under everyone's hands
                   for (int i = 0; i < Turns; ++i) {
-                      EXPECT_EQ(read(7, QString::number(60 + i), 1 + i % 2, 1), "1 00 00");
+                      EXPECT_EQ(read(7, QString::number(60 + 500 * i), 1 + i % 2, 1), "1 00 00");
+                      EXPECT_EQ(read(7, "0", Turns - i + 2, 1), "1 00 00");
                   }
               }});
 }
