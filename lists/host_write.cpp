@@ -131,7 +131,7 @@ int SetRegisterData(QString *hostText, int regType, QString *addressText, int st
     record.isWrite = 1;
     record.remoteMode = info.remoteMode;
     record.portId = info.portId;
-    record.hostText = *hostText;
+    record.hostText = hostText != nullptr ? *hostText : QString();
     record.addressText = *addressText;
     record.regType = regType;
     record.address = StringAddressToInt(regType, *addressText);
