@@ -1,5 +1,6 @@
-// What the driver's roads cost: build/release/bench/driver_bench
+// What the driver's roads cost: build/bench/driver_bench
 #include "bench/bench_line.h"
+#include "driver/Communication_Protocol.h"
 #include "modbus/checksums.h"
 
 #include <benchmark/benchmark.h>
@@ -71,6 +72,32 @@ BENCHMARK(rebuildCyclicList)
     ->RangeMultiplier(10)
     ->Range(100, 100000)
     ->Unit(benchmark::kMillisecond)
+    ->Complexity();
+
+// A turn that passes over the entries of a station that is off, to the one that can be read.
+void turnPastDisabledStation(benchmark::State &state) {
+    PLC_driver.readList.clear();
+    RW_VAR entry;
+    entry.regType = 7;
+    entry.count = 1;
+    for (entry.address = 0; entry.address < state.range(0); ++entry.address) {
+        entry.station = entry.address == 0 ? 1 : 2;
+        AddListReadVar(&entry);
+    }
+    EnCommStation(2, 0);
+    while (state.KeepRunning()) {
+        benchmark::DoNotOptimize(ComCommunication());
+        while (DataCom(nullptr, 0)->result == 0) { // given up, it goes to the end of the list
+        }
+    }
+    EnCommStation(2, 1);
+    state.SetComplexityN(state.range(0));
+}
+BENCHMARK(turnPastDisabledStation)
+    ->ArgName("entries")
+    ->RangeMultiplier(8)
+    ->Range(64, 32768)
+    ->Unit(benchmark::kMicrosecond)
     ->Complexity();
 
 // The longest frame of a serial line.
