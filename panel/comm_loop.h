@@ -14,7 +14,8 @@
 #include <chrono>
 #include <optional>
 
-// When a run ends. With a number of scans it also waits until the jobs of the panel file are done.
+// When a run ends. With a number of scans it also waits until the jobs of the panel file are done
+// and everything has been polled once more.
 struct RunLimit {
     std::optional<int> seconds;
     std::optional<int> scans;
@@ -30,8 +31,9 @@ public:
         Statistics &statistics;
         Watch &watch;
         StationRest &rest;
+        std::chrono::milliseconds quietAfterFailure; // see PortSettings
         const std::atomic<bool> &jobsDone;
-        const std::atomic<bool> &stopRequested;
+        const std::atomic<bool> &stopRequested; // the line's too
     };
 
     explicit CommLoop(const Parts &parts) : m_parts(parts) {}
@@ -40,12 +42,18 @@ public:
     void run(const RunLimit &limit);
 
 private:
+    bool scansDone(const RunLimit &limit);
     void takeTurn();
     void exchange(const Protocol &request);
     void account(const RW_VAR &var, Outcome outcome, bool gaveUp);
+    void settle(Outcome outcome, bool isOver);
     void idle();
 
     Parts m_parts;
     ScanCounter m_scans;
-    int m_idleTurns = 0;
+    std::optional<quint64> m_scansAtJobsEnd;
+    bool m_wasIdle = false;
+    // Of the request in flight: it is sent again until it is answered or given up.
+    int m_unanswered = 0; // sends without a reply so far
+    std::chrono::steady_clock::time_point m_firstSend;
 };

@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 #include <QTextStream>
 
+#include <atomic>
 #include <csignal>
 
 namespace {
@@ -26,7 +27,7 @@ ExitCode complain(const QString &error, ExitCode code) {
 }
 
 ExitCode runPanel(const Driver &driver, const PanelFile &panel, const RunLimit &limit) {
-    SerialLine line(panel.port);
+    SerialLine line(panel.port, stopRequested);
     const QString error = line.open();
     if (!error.isEmpty())
         return complain(error, DeviceLost);

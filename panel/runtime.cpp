@@ -21,7 +21,9 @@ Runtime::Runtime(const Driver &driver, const PanelFile &panel, SerialLine &line,
     : m_driver(driver), m_panel(panel), m_port(portBlock), m_watch(driver, panel.variables),
       m_rest(driver, m_ledger, std::chrono::seconds(panel.port.restAfterGiveUpSeconds)),
       m_jobs(driver, m_port, panel, m_ledger), m_screen(driver, panel, m_watch, m_statistics),
-      m_loop({driver, m_port, line, m_statistics, m_watch, m_rest, m_jobs.done(), stopRequested}) {}
+      m_line(line), m_loop({driver, m_port, line, m_statistics, m_watch, m_rest,
+                            std::chrono::milliseconds(panel.port.quietAfterFailureMs),
+                            m_jobs.done(), stopRequested}) {}
 
 Summary Runtime::run(const RunLimit &limit) {
     setUpDriver();
@@ -34,7 +36,7 @@ Summary Runtime::run(const RunLimit &limit) {
     jobs.join();
     m_screen.stop();
     screen.join();
-    return summarise(m_panel, m_statistics, m_watch, m_jobs);
+    return summarise(m_panel, m_statistics, m_watch, m_jobs, m_line.lateBytes());
 }
 
 void Runtime::setUpDriver() {

@@ -32,5 +32,6 @@ private:
     StationRest m_rest;
     Jobs m_jobs;
     Screen m_screen;
+    const SerialLine &m_line;
     CommLoop m_loop;
 };

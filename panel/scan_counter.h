@@ -14,9 +14,9 @@ public:
     // The driver has no request: a pass over nothing.
     void nothingToRead();
 
-    int scans() const { return m_scans; }
+    quint64 scans() const { return m_scans; }
 
 private:
     std::set<std::tuple<int, int, int>> m_seen; // station, area, register
-    int m_scans = 0;
+    quint64 m_scans = 0;
 };

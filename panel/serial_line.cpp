@@ -1,10 +1,12 @@
 #include "serial_line.h"
 
 #include <QDeadlineTimer>
+#include <QFile>
 
 #include <algorithm>
-#include <array>
 #include <thread>
+
+#include <unistd.h>
 
 namespace {
 
@@ -15,8 +17,9 @@ constexpr int FastBaudRate = 19200; // above it the silence stays the same
 constexpr microseconds FastSilence{1750};
 constexpr int MaxFrame = 256;
 constexpr int SendTimeoutMs = 1000;
-// A line that never falls silent must not hold the panel for ever.
-constexpr int MaxQuietWaits = 10;
+// A line that never falls silent must not hold the panel for ever; a frame may come byte by byte.
+constexpr int MaxQuietWaits = MaxFrame;
+constexpr int SliceMs = 50; // how soon a wait sees that the panel is to stop
 
 microseconds characterTime(int baudRate) {
     return microseconds(1'000'000LL * BitsPerCharacter / baudRate + 1);
@@ -42,11 +45,20 @@ QSerialPort::Parity portParity(LineParity parity) {
     return QSerialPort::NoParity;
 }
 
+// Another program's lock is reported like a device that is not ours to open.
+QString openError(const QSerialPort &port) {
+    const QString name = port.portName();
+    const QString path = name.contains('/') ? name : "/dev/" + name;
+    const bool permitted = ::access(QFile::encodeName(path).constData(), R_OK | W_OK) == 0;
+    return port.error() == QSerialPort::PermissionError && permitted ? "in use by another program"
+                                                                     : port.errorString();
+}
+
 } // namespace
 
-SerialLine::SerialLine(const PortSettings &settings)
-    : m_settings(settings), m_characterTime(characterTime(settings.baudRate)),
-      m_silence(silence(settings.baudRate)) {}
+SerialLine::SerialLine(const PortSettings &settings, const std::atomic<bool> &stopRequested)
+    : m_settings(settings), m_stopRequested(stopRequested),
+      m_characterTime(characterTime(settings.baudRate)), m_silence(silence(settings.baudRate)) {}
 
 QString SerialLine::open() {
     m_port.setPortName(m_settings.device);
@@ -55,7 +67,7 @@ QString SerialLine::open() {
     m_port.setStopBits(m_settings.stopBits == 2 ? QSerialPort::TwoStop : QSerialPort::OneStop);
     m_gone = !m_port.open(QIODevice::ReadWrite);
     m_lastByte = Clock::now();
-    return m_gone ? m_settings.device + ": " + m_port.errorString() : QString();
+    return m_gone ? m_settings.device + ": " + openError(m_port) : QString();
 }
 
 QByteArray SerialLine::exchange(const QByteArray &request, int replyLength) {
@@ -64,15 +76,32 @@ QByteArray SerialLine::exchange(const QByteArray &request, int replyLength) {
     if (isGone())
         return {};
     if (replyLength == 0) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(m_settings.broadcastDelayMs));
+        waitForStations();
         return {};
     }
     return receive(request.size(), replyLength);
 }
 
 void SerialLine::waitUntilQuiet() {
-    for (int i = 0; i < MaxQuietWaits && waitForBytes(m_settings.quietAfterFailureMs); ++i)
+    dropUntilSilent(m_settings.quietAfterFailureMs);
+}
+
+void SerialLine::dropAnswers(int count, std::chrono::milliseconds each) {
+    for (int i = 0; i < count && waitForBytes(static_cast<int>(each.count())); ++i)
+        dropUntilSilent(m_settings.byteTimeoutMs);
+}
+
+void SerialLine::dropUntilSilent(int silenceMs) {
+    for (int i = 0; i < MaxQuietWaits && waitForBytes(silenceMs); ++i)
         dropPending();
+}
+
+// What the stations get to carry out a broadcast.
+void SerialLine::waitForStations() const {
+    const QDeadlineTimer end(m_settings.broadcastDelayMs);
+    while (!m_stopRequested && !end.hasExpired())
+        std::this_thread::sleep_for(
+            std::chrono::milliseconds(std::min<qint64>(SliceMs, end.remainingTime())));
 }
 
 // The silence that ends a frame, counted from the last byte that anyone sent; what comes in
@@ -109,19 +138,23 @@ QByteArray SerialLine::receive(int requestLength, int replyLength) {
 
 // Whether there is a byte to read before the timeout is over.
 bool SerialLine::waitForBytes(int timeoutMs) {
-    const bool arrived = m_port.bytesAvailable() > 0 || m_port.waitForReadyRead(timeoutMs);
-    if (arrived) {
+    const QDeadlineTimer end(timeoutMs);
+    bool arrived = m_port.bytesAvailable() > 0;
+    do {
+        const auto slice = static_cast<int>(std::min<qint64>(SliceMs, end.remainingTime()));
+        arrived = arrived || m_port.waitForReadyRead(slice);
+        if (!arrived)
+            noteFailure();
+    } while (!arrived && !isGone() && !m_stopRequested && !end.hasExpired());
+    if (arrived)
         m_lastByte = Clock::now();
-    } else {
-        noteFailure();
-    }
     return arrived && !isGone();
 }
 
 bool SerialLine::dropPending() {
     const bool pending = waitForBytes(0);
     if (pending)
-        m_port.clear(QSerialPort::Input);
+        m_lateBytes += static_cast<quint64>(m_port.readAll().size());
     return pending;
 }
 

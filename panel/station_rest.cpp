@@ -8,12 +8,13 @@ constexpr int On = 1;
 
 } // namespace
 
-void StationRest::switchOff(int station) {
+bool StationRest::switchOff(int station) {
     if (m_time.count() == 0)
-        return;
+        return false;
     m_wakeAt[station] = Clock::now() + m_time;
     m_driver.EnCommStation(station, Off);
     m_ledger.stationOff(station);
+    return true;
 }
 
 void StationRest::wakeStations() {

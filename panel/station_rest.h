@@ -14,9 +14,11 @@ public:
     StationRest(const Driver &driver, RequestLedger &ledger, std::chrono::seconds time)
         : m_driver(driver), m_ledger(ledger), m_time(time) {}
 
-    void switchOff(int station);
+    // False when the station is not left alone.
+    bool switchOff(int station);
     // Switches the stations on again whose time is over.
     void wakeStations();
+    bool isAnyResting() const { return !m_wakeAt.empty(); }
 
 private:
     using Clock = std::chrono::steady_clock;

@@ -1,14 +1,41 @@
 #include "statistics.h"
 
-#include <QStringList>
-
 namespace {
 
 constexpr int ExceptionLength = 5;
 constexpr int ExceptionFlag = 0x80;
+constexpr int MaxRefusals = 20;
 
 bool isException(const QByteArray &reply) {
     return reply.size() == ExceptionLength && (static_cast<uchar>(reply[1]) & ExceptionFlag) != 0;
+}
+
+QString exceptionText(int code) {
+    const std::map<int, const char *> names{{1, "illegal function"},
+                                            {2, "illegal data address"},
+                                            {3, "illegal data value"},
+                                            {4, "device failure"},
+                                            {5, "acknowledged, still working"},
+                                            {6, "device busy"},
+                                            {8, "memory parity error"},
+                                            {10, "gateway path unavailable"},
+                                            {11, "gateway target does not answer"}};
+    const auto name = names.find(code);
+    return name == names.end() ? QString("exception %1").arg(code)
+                               : QString("%1 (exception %2)").arg(name->second).arg(code);
+}
+
+// Spans carry the numbers of the word types, so that one table names both forms.
+QString placeText(const RW_VAR &var) {
+    constexpr std::array areas{"input", "holding", "holding from 5000"};
+    constexpr std::array units{"bit", "byte", "register", "32-bit value", "64-bit value"};
+    if (var.regType < 0 || var.regType > 14)
+        return QString("type %1, %2").arg(var.regType).arg(var.address);
+    const auto type = static_cast<size_t>(var.regType);
+    return QString("%1, %2 %3, count %4")
+        .arg(areas.at(type % 3), units.at(type / 3))
+        .arg(var.address)
+        .arg(var.count);
 }
 
 } // namespace
@@ -27,6 +54,10 @@ Outcome judgeReply(const QByteArray &reply, int expectedLength, bool accepted) {
     if (isException(reply))
         return Outcome::Exception;
     return reply.size() == expectedLength ? Outcome::Invalid : Outcome::WrongLength;
+}
+
+int exceptionCode(const QByteArray &reply) {
+    return static_cast<uchar>(reply.at(2));
 }
 
 QString countsText(const ExchangeCounts &counts) {
@@ -67,4 +98,19 @@ ExchangeCounts Statistics::total() const {
             sum.outcomes.at(i) += counts.outcomes.at(i);
     }
     return sum;
+}
+
+void Statistics::noteRefusal(const RW_VAR &var, int code) {
+    const QString text = QString("station %1 refused a %2 (%3): %4")
+                             .arg(var.station)
+                             .arg(var.isWrite != 0 ? "write" : "read", placeText(var))
+                             .arg(exceptionText(code));
+    const std::lock_guard lock(m_mutex);
+    if (m_refusals.size() < MaxRefusals && !m_refusals.contains(text))
+        m_refusals += text;
+}
+
+QStringList Statistics::refusals() const {
+    const std::lock_guard lock(m_mutex);
+    return m_refusals;
 }

@@ -31,21 +31,28 @@ QString namesLine(const char *what, const QStringList &names) {
 } // namespace
 
 Summary summarise(const PanelFile &panel, const Statistics &statistics, const Watch &watch,
-                  const Jobs &jobs) {
+                  const Jobs &jobs, quint64 lateBytes) {
     Tally read;
+    Tally current;
     Tally moved;
     for (size_t i = 0; i < panel.variables.size(); ++i) {
         const Variable &variable = panel.variables[i];
         if (variable.isBroadcast())
             continue;
         read.add(variable.name, watch.wasRead(i));
+        current.add(variable.name, !watch.wasRead(i) || watch.isCurrent(i));
         if (variable.moves)
             moved.add(variable.name, watch.hasMoved(i));
     }
     const auto writes = static_cast<int>(panel.writes.size());
-    const bool allHeld = read.left.isEmpty() && moved.left.isEmpty() && jobs.writesHeld() == writes;
+    const bool allHeld = read.left.isEmpty() && current.left.isEmpty() && moved.left.isEmpty() &&
+                         jobs.writesHeld() == writes;
 
     QString text = exchangeLines(statistics);
+    if (lateBytes > 0)
+        text += QString("late bytes: %1\n").arg(lateBytes);
+    for (const QString &refusal : statistics.refusals())
+        text += refusal + '\n';
     text += QString("variables: %1 of %2 read, %3 of %4 moved; writes: %5 of %6 held\n")
                 .arg(read.held)
                 .arg(read.all())
@@ -53,7 +60,8 @@ Summary summarise(const PanelFile &panel, const Statistics &statistics, const Wa
                 .arg(moved.all())
                 .arg(jobs.writesHeld())
                 .arg(writes);
-    text += namesLine("not read", read.left) + namesLine("did not move", moved.left);
+    text += namesLine("not read", read.left) + namesLine("last read failed", current.left) +
+            namesLine("did not move", moved.left);
     for (const QString &failure : jobs.failures())
         text += failure + '\n';
     return {text, allHeld};

@@ -10,9 +10,9 @@
 
 struct Summary {
     QString text; // several lines
-    bool allHeld; // every variable read, every moving one moved, every write held
+    bool allHeld; // every variable read to the end, every moving one moved, every write held
 };
 
 // After the run: nothing may change any more.
 Summary summarise(const PanelFile &panel, const Statistics &statistics, const Watch &watch,
-                  const Jobs &jobs);
+                  const Jobs &jobs, quint64 lateBytes);

@@ -13,34 +13,49 @@ QByteArray readValue(const Driver &driver, const Variable &variable) {
 Watch::Watch(const Driver &driver, const std::vector<Variable> &variables)
     : m_driver(driver), m_variables(variables), m_progress(variables.size()) {
     for (size_t i = 0; i < variables.size(); ++i)
-        m_progress[i].covered.resize(static_cast<size_t>(variables[i].span().count));
+        m_progress[i].registers.resize(static_cast<size_t>(variables[i].span().count));
 }
 
 void Watch::registersRead(const RegisterSpan &registers) {
     const std::lock_guard lock(m_mutex);
     for (size_t i = 0; i < m_variables.size(); ++i) {
-        const RegisterSpan wanted = m_variables[i].span();
-        const bool touched = wanted.station == registers.station && wanted.area == registers.area &&
-                             wanted.first < registers.first + registers.count &&
-                             registers.first < wanted.first + wanted.count;
-        if (!touched)
-            continue;
-        cover(wanted, registers, &m_progress[i]);
-        update(m_variables[i], &m_progress[i]);
+        if (note(i, registers, LastRead::Good))
+            update(m_variables[i], &m_progress[i]);
     }
 }
 
-void Watch::cover(const RegisterSpan &wanted, const RegisterSpan &brought, Progress *progress) {
-    for (int i = 0; i < wanted.count && !progress->read; ++i) {
-        const int position = wanted.first + i;
-        if (position >= brought.first && position < brought.first + brought.count)
-            progress->covered[static_cast<size_t>(i)] = true;
+void Watch::registersFailed(const RegisterSpan &registers) {
+    const std::lock_guard lock(m_mutex);
+    for (size_t i = 0; i < m_variables.size(); ++i)
+        note(i, registers, LastRead::Failed);
+}
+
+void Watch::stationSilent(int station) {
+    const std::lock_guard lock(m_mutex);
+    for (size_t i = 0; i < m_variables.size(); ++i) {
+        if (m_variables[i].station == station && !m_variables[i].once)
+            note(i, m_variables[i].span(), LastRead::Failed);
     }
+}
+
+bool Watch::note(size_t variable, const RegisterSpan &registers, LastRead end) {
+    const RegisterSpan wanted = m_variables[variable].span();
+    const int first = std::max(wanted.first, registers.first);
+    const int last = std::min(wanted.first + wanted.count, registers.first + registers.count);
+    if (wanted.station != registers.station || wanted.area != registers.area || first >= last)
+        return false;
+    const auto begin = m_progress[variable].registers.begin();
+    std::fill(begin + (first - wanted.first), begin + (last - wanted.first), end);
+    return true;
+}
+
+bool Watch::isCurrent(const Progress &progress) {
+    return std::all_of(progress.registers.begin(), progress.registers.end(),
+                       [](LastRead last) { return last == LastRead::Good; });
 }
 
 void Watch::update(const Variable &variable, Progress *progress) const {
-    const auto &covered = progress->covered;
-    if (progress->moved || !std::all_of(covered.begin(), covered.end(), [](bool b) { return b; }))
+    if (progress->moved || !isCurrent(*progress))
         return;
     const QByteArray value = readValue(m_driver, variable);
     if (!progress->read)
@@ -52,6 +67,11 @@ void Watch::update(const Variable &variable, Progress *progress) const {
 bool Watch::wasRead(size_t variable) const {
     const std::lock_guard lock(m_mutex);
     return m_progress.at(variable).read;
+}
+
+bool Watch::isCurrent(size_t variable) const {
+    const std::lock_guard lock(m_mutex);
+    return isCurrent(m_progress.at(variable));
 }
 
 bool Watch::hasMoved(size_t variable) const {

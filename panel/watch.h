@@ -1,5 +1,6 @@
-// What the replies have brought so far: which variables have been read, and which have moved. The
-// image alone cannot tell: what was never read reads as zero there.
+// What the replies have brought so far: which variables have been read, and which have moved, and
+// which can no longer be read. The image alone cannot tell: what was never read reads as zero
+// there.
 #pragma once
 
 #include "driver_library.h"
@@ -20,19 +21,28 @@ public:
 
     // A reply has brought these registers. On the communication thread.
     void registersRead(const RegisterSpan &registers);
+    // A read of these registers was given up.
+    void registersFailed(const RegisterSpan &registers);
+    // The station is not polled any more: what was read of it is history.
+    void stationSilent(int station);
 
     // Any thread, by the variable's index.
     bool wasRead(size_t variable) const;
+    // Read, and no later read has failed.
+    bool isCurrent(size_t variable) const;
     bool hasMoved(size_t variable) const;
 
 private:
+    enum class LastRead { None, Good, Failed };
     struct Progress {
-        std::vector<bool> covered; // register by register: long variables come in pieces
+        std::vector<LastRead> registers; // long variables come in pieces
         bool read = false;
         bool moved = false;
         QByteArray firstValue;
     };
-    static void cover(const RegisterSpan &wanted, const RegisterSpan &brought, Progress *progress);
+    static bool isCurrent(const Progress &progress);
+    // Notes how a read of some registers ended for the variable; false when it has none of them.
+    bool note(size_t variable, const RegisterSpan &registers, LastRead end);
     void update(const Variable &variable, Progress *progress) const;
 
     const Driver &m_driver;

@@ -46,6 +46,22 @@ protected:
     QStringList demo(const QStringList &more) const {
         return QStringList{"--library", DRIVER_LIBRARY, "--device", device(), DEMO_FILE} + more;
     }
+    // A panel whose four variables are the registers of the text of station 1, each a read of its
+    // own; `more` are further fields.
+    QStringList plate(const QByteArray &more, const QStringList &arguments) const {
+        QByteArray variables;
+        for (int i = 0; i < 4; ++i) {
+            const QByteArray number = QByteArray::number(20 + i);
+            variables += QByteArray(i == 0 ? "" : ",") + R"({"name": "r)" + number +
+                         R"(", "station": 1, "registerType": 6, "format": "text", "address": ")" +
+                         number + "\"}";
+        }
+        const QByteArray json =
+            R"({"blockLimit": 1, "variables": [)" + variables + "]," + more + "}";
+        return QStringList{"--library", DRIVER_LIBRARY, "--device", device(),
+                           write("plate.json", json)} +
+               arguments;
+    }
     static Outcome finish(QProcess *panel) {
         const bool ended = panel->waitForFinished(PatienceMs);
         EXPECT_TRUE(ended && panel->exitStatus() == QProcess::NormalExit);
@@ -108,9 +124,26 @@ TEST_F(EndToEnd, TakesNoLateReplyForAnother) {
     EXPECT_TRUE(outcome.output.contains("plate 3 = STATION 3\n"));
 }
 
-TEST_F(EndToEnd, EndsWhenThePlcFallsSilentForGood) {
-    startPlc({"--silent-after", "1:2", "--silent-after", "2:2", "--silent-after", "3:2"});
-    EXPECT_EQ(runPanel(demo({"--scans", "5"})).exitCode, 1);
+// Every request is sent twice and answered twice; all answers are of the same length.
+TEST_F(EndToEnd, TakesNoAnswerToARequestSentTwiceForTheNext) {
+    startPlc({"--late", "1:250"});
+    const Outcome outcome = runPanel(plate(
+        R"("port": {"responseTimeoutMs": 100, "quietAfterFailureMs": 100})", {"--scans", "2"}));
+    EXPECT_EQ(outcome.exitCode, 0) << qPrintable(outcome.output + outcome.errors);
+    for (const char *line : {"r20 = ST\n", "r21 = AT\n", "r22 = IO\n", "r23 = N \n"})
+        EXPECT_EQ(outcome.output.count(line), 1) << line << qPrintable(outcome.output);
+    EXPECT_EQ(outcome.output.count(" = "), 4) << qPrintable(outcome.output);
+    EXPECT_TRUE(outcome.output.contains(QRegularExpression("\nlate bytes: [1-9]")));
+}
+
+TEST_F(EndToEnd, DoesNotHoldWhenThePlcFallsSilentForGood) {
+    startPlc({"--silent-after", "1:6"});
+    const Outcome outcome = runPanel(plate(
+        R"("port": {"responseTimeoutMs": 50, "restAfterGiveUpSeconds": 1})", {"--scans", "2"}));
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_TRUE(outcome.output.contains("4 of 4 read")) << qPrintable(outcome.output);
+    EXPECT_TRUE(outcome.output.contains("\nlast read failed: r20, r21, r22, r23\n"))
+        << qPrintable(outcome.output);
 }
 
 TEST_F(EndToEnd, EndsWhenTheDeviceGoes) {
