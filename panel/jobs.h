@@ -21,21 +21,29 @@ public:
     void run();
     const std::atomic<bool> &done() const { return m_done; }
 
-    // After run(): how many writes held, and a line for each that did not.
-    int writesHeld() const { return m_writesHeld; }
-    const QStringList &failures() const { return m_failures; }
+    // After run().
+    struct Results {
+        int writesHeld = 0;
+        int heldBefore = 0; // of these, how many wrote what the PLC had already
+        int broadcasts = 0; // sent; whether a station took one is not known
+        QStringList lines;  // one for each read and write
+        bool allHeld = true;
+    };
+    const Results &results() const { return m_results; }
 
 private:
-    bool readOnce(const Variable &variable);
-    bool write(const Variable &variable, const QByteArray &data);
+    using End = RequestLedger::End;
+
+    End readOnce(const Variable &variable);
+    End write(const Variable &variable, const QByteArray &data);
     void carryOut(const WriteJob &job);
-    QString compare(const Variable &variable, const QByteArray &written) const;
+    // Empty, or why the write does not hold.
+    QString writeAndCheck(const Variable &variable, const QByteArray &data);
 
     const Driver &m_driver;
     const ComInfo &m_port;
     const PanelFile &m_panel;
     RequestLedger &m_ledger;
-    int m_writesHeld = 0;
-    QStringList m_failures;
+    Results m_results;
     std::atomic<bool> m_done{false};
 };

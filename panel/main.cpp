@@ -1,5 +1,6 @@
 // panel: the reference panel runtime. Loads a driver library by its path, as a panel does, and runs
 // a panel file with it.
+#include "command_line.h"
 #include "options.h"
 #include "runtime.h"
 
@@ -21,12 +22,11 @@ void stopOnSignals() {
         static_cast<void>(std::signal(number, [](int) { stopRequested = true; }));
 }
 
-ExitCode complain(const QString &error, ExitCode code) {
-    QTextStream(stderr) << "panel: " << error << '\n';
-    return code;
+int complain(const QString &error, ExitCode code) {
+    return command_line::complain("panel", error, code);
 }
 
-ExitCode runPanel(const Driver &driver, const PanelFile &panel, const RunLimit &limit) {
+int runPanel(const Driver &driver, const PanelFile &panel, const RunLimit &limit) {
     SerialLine line(panel.port, stopRequested);
     const QString error = line.open();
     if (!error.isEmpty())

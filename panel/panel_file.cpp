@@ -8,6 +8,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 namespace {
@@ -88,19 +89,44 @@ void readAddress(const JsonFields &fields, Variable *variable) {
         fields.fail("address", "beyond the last register of the area");
 }
 
+void checkName(const JsonFields &fields, const QString &name) {
+    const bool shows = std::all_of(name.begin(), name.end(), [](QChar character) {
+        return character.isPrint() || character.isSurrogate();
+    });
+    if (name.isEmpty() || !shows)
+        fields.fail("name", name.isEmpty() ? "empty" : "has a control character");
+}
+
+void readExpected(const JsonFields &fields, Variable *variable) {
+    const QJsonValue value = fields.value("expect");
+    if (value.isUndefined())
+        return;
+    const QString reason = encodeValue(*variable, value, &variable->expected);
+    if (!reason.isEmpty())
+        fields.fail("expect", reason);
+}
+
+void checkBroadcast(const JsonFields &fields, const Variable &variable) {
+    const bool isRead = variable.isReadOnly() || variable.moves || !variable.expected.isEmpty();
+    if (variable.isBroadcast() && isRead)
+        fields.fail("station", "0 addresses all stations and can only be written");
+}
+
 Variable readVariable(const JsonFields &fields, bool once) {
-    fields.allowOnly({"name", "station", "registerType", "address", "count", "format", "moves"});
+    fields.allowOnly(
+        {"name", "station", "registerType", "address", "count", "format", "moves", "expect"});
     Variable variable;
     variable.once = once;
     variable.name = fields.text("name");
-    if (variable.name.isEmpty())
-        fields.fail("name", "empty");
-    variable.station = fields.integer("station", {0, 247});
+    checkName(fields, variable.name);
+    variable.station = fields.integer("station", {once ? 1 : 0, 247});
     variable.regType = fields.integer("registerType", {0, 14});
     variable.count = fields.integer("count", {1, variable.width().maxRead}, 1);
     variable.display = readDisplay(fields, variable);
     variable.moves = fields.flag("moves", false);
     readAddress(fields, &variable);
+    readExpected(fields, &variable);
+    checkBroadcast(fields, variable);
     return variable;
 }
 
@@ -128,6 +154,8 @@ void checkWritable(const JsonFields &fields, const Variable &variable, int block
         fields.fail("variable", QString("\"%1\" has more than the %2 elements of one write")
                                     .arg(variable.name)
                                     .arg(most));
+    } else if (variable.moves) {
+        fields.fail("variable", QString("\"%1\" is one that moves").arg(variable.name));
     }
 }
 
@@ -148,6 +176,25 @@ WriteJob readWrite(const JsonFields &fields, const PanelFile &panel) {
     return job;
 }
 
+// A run that checks nothing would hold whatever happens.
+void checkThereIsWork(const JsonFields &top, const PanelFile &panel) {
+    std::set<size_t> written;
+    for (const WriteJob &job : panel.writes)
+        written.insert(job.variable);
+    bool isAnyRead = false;
+    for (size_t i = 0; i < panel.variables.size(); ++i) {
+        const Variable &variable = panel.variables[i];
+        isAnyRead = isAnyRead || !variable.isBroadcast();
+        if (variable.isBroadcast() && written.count(i) == 0) {
+            top.fail(
+                "variables",
+                QString("\"%1\" addresses all stations and no write names it").arg(variable.name));
+        }
+    }
+    if (!isAnyRead)
+        top.fail("variables", panel.variables.empty() ? "there is none" : "none can be read");
+}
+
 PanelFile readPanel(const JsonFields &top) {
     top.allowOnly({"port", "blockLimit", "retryLimit", "variables", "onceReads", "writes"});
     PanelFile panel;
@@ -156,10 +203,9 @@ PanelFile readPanel(const JsonFields &top) {
     panel.retryLimit = top.integer("retryLimit", {0, 100}, 2);
     readVariables(top, "variables", false, &panel.variables);
     readVariables(top, "onceReads", true, &panel.variables);
-    if (panel.variables.empty())
-        top.fail("variables", "there is none");
     for (const JsonFields &fields : top.objects("writes"))
         panel.writes.push_back(readWrite(fields, panel));
+    checkThereIsWork(top, panel);
     return panel;
 }
 

@@ -2,17 +2,29 @@
 
 int RequestLedger::open(int station) {
     const std::lock_guard lock(m_mutex);
-    const bool hopeless = m_closed || m_stationsOff.count(station) != 0;
-    m_entries[++m_lastItemId] = {station, hopeless ? State::Failed : State::Waiting};
+    const End state = m_closed                            ? End::RunOver
+                      : m_stationsOff.count(station) != 0 ? End::Failed
+                                                          : End::Waiting;
+    m_entries[++m_lastItemId] = {station, state};
     return m_lastItemId;
 }
 
-bool RequestLedger::waitForEnd(int itemId) {
+bool RequestLedger::isWaiting(int itemId) {
+    const std::lock_guard lock(m_mutex);
+    return m_entries.at(itemId).state == End::Waiting;
+}
+
+void RequestLedger::refused(int itemId) {
+    const std::lock_guard lock(m_mutex);
+    m_entries.at(itemId).state = End::Refused;
+}
+
+RequestLedger::End RequestLedger::waitForEnd(int itemId) {
     std::unique_lock lock(m_mutex);
-    m_changed.wait(lock, [&] { return m_entries.at(itemId).state != State::Waiting; });
-    const bool answered = m_entries.at(itemId).state == State::Answered;
+    m_changed.wait(lock, [&] { return m_entries.at(itemId).state != End::Waiting; });
+    const End end = m_entries.at(itemId).state;
     m_entries.erase(itemId);
-    return answered;
+    return end;
 }
 
 int RequestLedger::finished(void *context, int ownerId, int itemId, int status) {
@@ -20,8 +32,8 @@ int RequestLedger::finished(void *context, int ownerId, int itemId, int status) 
     const std::lock_guard lock(ledger->m_mutex);
     const auto entry = ledger->m_entries.find(itemId);
     if (ownerId == OwnerId && entry != ledger->m_entries.end() &&
-        entry->second.state == State::Waiting) {
-        entry->second.state = status == 1 ? State::Answered : State::Failed;
+        entry->second.state == End::Waiting) {
+        entry->second.state = status == 1 ? End::Answered : End::Failed;
         ledger->m_changed.notify_all();
     }
     return 0;
@@ -31,8 +43,8 @@ void RequestLedger::stationOff(int station) {
     const std::lock_guard lock(m_mutex);
     m_stationsOff.insert(station);
     for (auto &[itemId, entry] : m_entries) {
-        if (entry.station == station && entry.state == State::Waiting)
-            entry.state = State::Failed;
+        if (entry.station == station && entry.state == End::Waiting)
+            entry.state = End::Failed;
     }
     m_changed.notify_all();
 }
@@ -46,8 +58,13 @@ void RequestLedger::close() {
     const std::lock_guard lock(m_mutex);
     m_closed = true;
     for (auto &[itemId, entry] : m_entries) {
-        if (entry.state == State::Waiting)
-            entry.state = State::Failed;
+        if (entry.state == End::Waiting)
+            entry.state = End::RunOver;
     }
     m_changed.notify_all();
+}
+
+bool RequestLedger::isClosed() {
+    const std::lock_guard lock(m_mutex);
+    return m_closed;
 }

@@ -10,10 +10,16 @@ class RequestLedger {
 public:
     static constexpr int OwnerId = 1; // of every request of this panel
 
+    enum class End { Waiting, Answered, Failed, Refused, RunOver };
+
     // Opens an entry and returns its itemId, which no other request has.
     int open(int station);
-    // Blocks until the request has ended; true when it was answered. Closes the entry.
-    bool waitForEnd(int itemId);
+    // False when the request has failed before it was queued: its station is off or the run over.
+    bool isWaiting(int itemId);
+    // The driver did not take the request.
+    void refused(int itemId);
+    // Blocks until the request has ended. Closes the entry.
+    End waitForEnd(int itemId);
 
     // The driver's report, see FinishCallback; `context` is the ledger. It runs with the driver's
     // listMutex held and therefore only takes a note.
@@ -24,12 +30,12 @@ public:
     void stationOn(int station);
     // No report will come any more.
     void close();
+    bool isClosed();
 
 private:
-    enum class State { Waiting, Answered, Failed };
     struct Entry {
         int station;
-        State state;
+        End state;
     };
 
     std::mutex m_mutex; // guards all below

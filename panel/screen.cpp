@@ -15,18 +15,23 @@ namespace {
 constexpr std::chrono::milliseconds Refresh{250};
 constexpr int NameWidth = 28;
 constexpr int OtherRows = 4; // heading, what is left out, counts, cursor
-constexpr int DefaultRows = 24;
 const char *const NotRead = "-";
+const char *const History = "? "; // before a value whose last read failed
 
 // Escape sequences of a terminal.
 const char *const TopLeft = "\x1b[H";
 const char *const EndLine = "\x1b[K\n";
 const char *const ClearBelow = "\x1b[J";
 
-int terminalRows() {
+struct TerminalSize {
+    int rows = 24;
+    int columns = 80;
+};
+
+TerminalSize terminalSize() {
     winsize size{};
     const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0;
-    return known ? size.ws_row : DefaultRows;
+    return known && size.ws_col > 0 ? TerminalSize{size.ws_row, size.ws_col} : TerminalSize{};
 }
 
 } // namespace
@@ -68,24 +73,33 @@ std::vector<QString> Screen::readAll() const {
     for (size_t i = 0; i < m_panel.variables.size(); ++i) {
         const Variable &variable = m_panel.variables[i];
         const bool known = !variable.isBroadcast() && m_watch.wasRead(i);
-        values.push_back(known ? valueText(variable, readValue(m_driver, variable)) : NotRead);
+        const QString mark = m_watch.isCurrent(i) ? "" : History;
+        values.push_back(known ? mark + valueText(variable, readValue(m_driver, variable))
+                               : NotRead);
     }
     return values;
 }
 
 void Screen::showTable(const std::vector<QString> &values) const {
-    const auto rows = static_cast<size_t>(std::max(1, terminalRows() - OtherRows));
+    const TerminalSize terminal = terminalSize();
+    const auto rows = static_cast<size_t>(std::max(1, terminal.rows - OtherRows));
     const size_t shown = std::min(values.size(), rows);
     QTextStream out(stdout);
-    out << TopLeft << QString("name").leftJustified(NameWidth) << " station  value" << EndLine;
+    // A line that wrapped would push the others out of their places.
+    const auto line = [&](const QString &text) {
+        out << text.left(terminal.columns) << EndLine;
+    };
+    out << TopLeft;
+    line(QString("name").leftJustified(NameWidth) + " station  value");
     for (size_t i = 0; i < shown; ++i) {
         const Variable &variable = m_panel.variables[i];
-        out << variable.name.leftJustified(NameWidth, ' ', true)
-            << QString::number(variable.station).rightJustified(8) << "  " << values[i] << EndLine;
+        line(variable.name.leftJustified(NameWidth, ' ', true) +
+             QString::number(variable.station).rightJustified(8) + "  " + values[i]);
     }
     if (shown < values.size())
-        out << "... and " << values.size() - shown << " more" << EndLine;
-    out << countsText(m_statistics.total()) << EndLine << ClearBelow;
+        line(QString("... and %1 more").arg(values.size() - shown));
+    line(countsText(m_statistics.total()));
+    out << ClearBelow;
 }
 
 void Screen::showChanges(const std::vector<QString> &values) {

@@ -10,7 +10,8 @@
 
 struct Summary {
     QString text; // several lines
-    bool allHeld; // every variable read to the end, every moving one moved, every write held
+    bool allHeld; // every variable read to the end, moved or as expected where wanted, every write
+                  // held
 };
 
 // After the run: nothing may change any more.

@@ -125,6 +125,11 @@ QString elementText(const QJsonValue &value) {
 
 QString encodeElement(const Variable &variable, int index, const QJsonValue &value,
                       QByteArray *data) {
+    if (!value.isDouble() && !value.isString() && !value.isBool())
+        return "expected a number or a text";
+    // 10 would be taken for sixteen by one reader and for ten by the next.
+    if (variable.display == Display::Hex && value.isDouble())
+        return "a hex value is written as a text, like \"0xA5\"";
     if (variable.display != Display::Float && std::abs(value.toDouble()) > MaxExactNumber)
         return "too large for a JSON number: write it as a text";
     quint64 bits = 0;
@@ -136,7 +141,10 @@ QString encodeElement(const Variable &variable, int index, const QJsonValue &val
 }
 
 QString encodeText(const Variable &variable, const QJsonValue &value, QByteArray *data) {
-    const QByteArray text = value.toString().toLatin1();
+    const QString characters = value.toString();
+    const QByteArray text = characters.toLatin1();
+    if (QString::fromLatin1(text) != characters)
+        return "a character outside Latin-1";
     const int perElement = variable.width().valueBytes;
     if (!value.isString() || text.size() > variable.count * perElement)
         return QString("expected a text of at most %1 characters").arg(variable.count * perElement);
@@ -158,6 +166,8 @@ QString valueText(const Variable &variable, const QByteArray &data) {
 
 QString encodeValue(const Variable &variable, const QJsonValue &value, QByteArray *data) {
     *data = QByteArray(variable.count * variable.width().hostBytes, '\0');
+    if (value.isUndefined())
+        return "missing";
     if (variable.display == Display::Text)
         return encodeText(variable, value, data);
     const QJsonArray values = value.isArray() ? value.toArray() : QJsonArray{value};

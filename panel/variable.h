@@ -1,6 +1,7 @@
 // A PLC variable as the panel file names it, and what its register type means for the panel.
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 // One row for each element width; the register type divided by 3 is its index.
@@ -31,8 +32,9 @@ struct Variable {
     int address = 0;     // the same in units of the register type
     int count = 1;       // elements
     Display display = Display::Unsigned;
-    bool moves = false; // expected to change while the panel runs
-    bool once = false;  // read once, not polled
+    bool moves = false;  // expected to change while the panel runs
+    QByteArray expected; // a value that is to show up, as GetRegisterData answers; empty: none
+    bool once = false;   // read once, not polled
 
     const ElementWidth &width() const;
     bool isBroadcast() const { return station == 0; }

@@ -55,13 +55,15 @@ bool Watch::isCurrent(const Progress &progress) {
 }
 
 void Watch::update(const Variable &variable, Progress *progress) const {
-    if (progress->moved || !isCurrent(*progress))
+    const bool isDone = progress->moved && (progress->shownExpected || variable.expected.isEmpty());
+    if (isDone || !isCurrent(*progress))
         return;
     const QByteArray value = readValue(m_driver, variable);
     if (!progress->read)
         progress->firstValue = value;
     progress->read = true;
-    progress->moved = value != progress->firstValue;
+    progress->moved = progress->moved || value != progress->firstValue;
+    progress->shownExpected = progress->shownExpected || value == variable.expected;
 }
 
 bool Watch::wasRead(size_t variable) const {
@@ -77,4 +79,9 @@ bool Watch::isCurrent(size_t variable) const {
 bool Watch::hasMoved(size_t variable) const {
     const std::lock_guard lock(m_mutex);
     return m_progress.at(variable).moved;
+}
+
+bool Watch::hasShownExpected(size_t variable) const {
+    const std::lock_guard lock(m_mutex);
+    return m_progress.at(variable).shownExpected;
 }

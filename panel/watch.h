@@ -31,6 +31,8 @@ public:
     // Read, and no later read has failed.
     bool isCurrent(size_t variable) const;
     bool hasMoved(size_t variable) const;
+    // Has had the value that the panel file expects.
+    bool hasShownExpected(size_t variable) const;
 
 private:
     enum class LastRead { None, Good, Failed };
@@ -38,6 +40,7 @@ private:
         std::vector<LastRead> registers; // long variables come in pieces
         bool read = false;
         bool moved = false;
+        bool shownExpected = false;
         QByteArray firstValue;
     };
     static bool isCurrent(const Progress &progress);

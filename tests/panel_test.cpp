@@ -74,6 +74,22 @@ TEST(PanelFile, SaysWhereAndWhyItIsWrong) {
         {panelWith(R"("registerType": 6, "address": "1", "format": "hex")",
                    R"(, "writes": [{"variable": "a", "value": 1}])"),
          "writes[0].variable: \"a\" is in the input area"},
+        {panelWith(Word, R"(, "writes": [{"variable": "a"}])"), "writes[0].value: missing"},
+        {panelWith(Word, R"(, "writes": [{"variable": "a", "value": null}])"),
+         "writes[0].value: expected a number or a text"},
+        {panelWith(Word + QByteArray(R"(, "moves": true)"),
+                   R"(, "writes": [{"variable": "a", "value": 1}])"),
+         "writes[0].variable: \"a\" is one that moves"},
+        {panelWith(Word + QByteArray(R"(, "expect": -1)")),
+         "variables[0].expect: \"-1\" is no value of this format"},
+        {panelWith(Word).replace("\"a\"", R"("a\n")"),
+         "variables[0].name: has a control character"},
+        {panelWith(R"("registerType": 6, "format": "hex", "address": "1")").replace(": 1,", ": 0,"),
+         "variables[0].station: 0 addresses all stations and can only be written"},
+        {panelWith(Word).replace(": 1,", ": 0,"),
+         "variables: \"a\" addresses all stations and no write names it"},
+        {panelWith(Word, R"(, "writes": [{"variable": "a", "value": 1}])").replace(": 1,", ": 0,"),
+         "variables: none can be read"},
         {panelWith(bit + R"("1.0", "count": 2)", R"(, "writes": [{"variable": "a"}])"),
          "writes[0].variable: \"a\" has more than the 1 elements of one write"},
     };
@@ -135,7 +151,9 @@ TEST(Values, RefuseWhatDoesNotFit) {
         {variableOf(13, Display::Unsigned), 9007199254740994.0}, // not exact in JSON
         {variableOf(13, Display::Unsigned), "18446744073709551616"},
         {variableOf(7, Display::Hex), "xyz"},
+        {variableOf(7, Display::Hex), 10},
         {variableOf(7, Display::Text), "abc"},
+        {variableOf(7, Display::Text), QString(QChar(0x20AC))},
         {variableOf(7, Display::Unsigned, 2), 1},
         {variableOf(10, Display::Float), QJsonValue()},
     };
@@ -221,12 +239,15 @@ TEST(RequestLedger, EndsEveryRequestOnce) {
         report(&ledger, dropped, 1);
         ledger.close();
     });
-    EXPECT_TRUE(ledger.waitForEnd(answered));
-    EXPECT_FALSE(ledger.waitForEnd(givenUp));
-    EXPECT_FALSE(ledger.waitForEnd(dropped));
-    EXPECT_FALSE(ledger.waitForEnd(last));
+    using End = RequestLedger::End;
+    EXPECT_EQ(ledger.waitForEnd(answered), End::Answered);
+    EXPECT_EQ(ledger.waitForEnd(givenUp), End::Failed);
+    EXPECT_EQ(ledger.waitForEnd(dropped), End::Failed);
+    EXPECT_EQ(ledger.waitForEnd(last), End::RunOver);
     reports.join();
-    EXPECT_FALSE(ledger.waitForEnd(ledger.open(1)));
+    const int tooLate = ledger.open(1);
+    EXPECT_FALSE(ledger.isWaiting(tooLate)); // and so it is not queued
+    EXPECT_EQ(ledger.waitForEnd(tooLate), End::RunOver);
 }
 
 } // namespace
