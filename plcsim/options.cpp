@@ -1,41 +1,46 @@
 #include "options.h"
 
-#include <QCommandLineParser>
+#include "panel/command_line.h"
 
 namespace {
+
+using command_line::readNumber;
+using command_line::wrongValue;
 
 constexpr int MaxStations = 32;
 constexpr int MaxRequests = 1'000'000'000;
 constexpr int MaxDelayMs = 60'000;
 
-bool readNumber(const QString &text, int low, int high, int *number) {
-    bool isNumber = false;
-    *number = text.toInt(&isNumber);
-    return isNumber && *number >= low && *number <= high;
+QString stationsText(int stations) {
+    return QString("a station, 1 to %1").arg(stations);
 }
 
-// "2:100" -> table[2] = 100.
-bool readPair(const QString &text, int stations, int high, std::map<int, int> *table) {
+// An option that gives stations a number each.
+struct Numbers {
+    QString option;
+    QString expected;
+    int high;
+    std::map<int, int> *table;
+};
+
+// "2:100" -> table[2] = 100; returns what was expected instead, nothing when all is well.
+QString readPair(const QString &text, int stations, const Numbers &numbers) {
     const QStringList parts = text.split(':');
     int station = 0;
     int number = 0;
-    if (parts.size() != 2 || !readNumber(parts[0], 1, stations, &station) ||
-        !readNumber(parts[1], 0, high, &number)) {
-        return false;
-    }
-    (*table)[station] = number;
-    return true;
-}
-
-QString wrongValue(const QString &option, const QString &text, const QString &expected) {
-    return QString("--%1 %2: expected %3").arg(option, text, expected);
+    if (parts.size() != 2 || !readNumber(parts[1], 0, numbers.high, &number))
+        return numbers.expected;
+    if (!readNumber(parts[0], 1, stations, &station))
+        return stationsText(stations);
+    (*numbers.table)[station] = number;
+    return {};
 }
 
 QString readSilent(const QStringList &texts, Options *options) {
     for (const QString &text : texts) {
         int station = 0;
         if (!readNumber(text, 1, options->stations, &station)) {
-            return wrongValue("silent", text, QString("a station, 1 to %1").arg(options->stations));
+            return wrongValue("silent", text, stationsText(options->stations));
         }
         options->silent.insert(station);
     }
@@ -43,20 +48,15 @@ QString readSilent(const QStringList &texts, Options *options) {
 }
 
 QString readPairs(const QCommandLineParser &parser, Options *options) {
-    const struct {
-        QString option;
-        QString expected;
-        int high;
-        std::map<int, int> *table;
-    } pairs[] = {
+    const Numbers pairs[] = {
         {"silent-after", "STATION:REQUESTS", MaxRequests, &options->silentAfter},
         {"late", "STATION:MILLISECONDS, at most a minute", MaxDelayMs, &options->lateByMs},
     };
     for (const auto &pair : pairs) {
         for (const QString &text : parser.values(pair.option)) {
-            if (!readPair(text, options->stations, pair.high, pair.table)) {
-                return wrongValue(pair.option, text, pair.expected);
-            }
+            const QString expected = readPair(text, options->stations, pair);
+            if (!expected.isEmpty())
+                return wrongValue(pair.option, text, expected);
         }
     }
     return {};
@@ -89,15 +89,9 @@ std::optional<Options> readOptions(const QStringList &arguments, QString *error)
         {"late", "Delay each answer of a station.", "STATION:MS"},
         {"link", "Make a symbolic link to the device, removed at the end.", "PATH"},
     });
-    const QCommandLineOption help = parser.addHelpOption();
-    if (!parser.parse(arguments)) {
-        *error = parser.errorText();
-        return {};
-    }
-    if (parser.isSet(help))
-        parser.showHelp();
-
     Options options;
-    *error = interpret(parser, &options);
+    *error = command_line::parse(&parser, arguments);
+    if (error->isEmpty())
+        *error = interpret(parser, &options);
     return error->isEmpty() ? std::optional(options) : std::nullopt;
 }

@@ -1,5 +1,7 @@
 // The process that the simulated PLC controls: the registers that move, and those that wait.
 //
+// A cycle is one request to the station, broadcasts included: nothing moves between requests.
+//
 // Every table of registers (input, holding, holding from 5000 on) begins with the same block:
 //
 //   register    width     value

@@ -18,6 +18,11 @@ QString systemError(const QString &what) {
     return what + ": " + qt_error_string(errno);
 }
 
+// Where a symbolic link leads; empty when it is none.
+QString linkTarget(const QString &link) {
+    return QFileInfo(link).symLinkTarget();
+}
+
 bool makeRaw(int descriptor, termios *settings) {
     if (::tcgetattr(descriptor, settings) != 0)
         return false;
@@ -28,7 +33,8 @@ bool makeRaw(int descriptor, termios *settings) {
 } // namespace
 
 PseudoTerminal::~PseudoTerminal() {
-    if (!m_link.isEmpty())
+    // Another program may have put its own there meanwhile.
+    if (!m_link.isEmpty() && linkTarget(m_link) == m_devicePath)
         QFile::remove(m_link);
     for (const int descriptor : {m_device, m_master}) {
         if (descriptor >= 0)
@@ -56,8 +62,10 @@ QString PseudoTerminal::openDevice() {
 }
 
 QString PseudoTerminal::makeLink(const QString &link) {
-    // A link that an earlier run left behind is replaced, anything else stays.
-    if (QFileInfo(link).isSymLink())
+    // A link that an earlier run left behind is replaced, anything else stays. The pseudo-terminal
+    // of that run may be ours now.
+    const QString target = linkTarget(link);
+    if (!target.isEmpty() && (!QFile::exists(target) || target == m_devicePath))
         QFile::remove(link);
     if (::symlink(QFile::encodeName(m_devicePath).constData(),
                   QFile::encodeName(link).constData()) != 0) {

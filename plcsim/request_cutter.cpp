@@ -1,9 +1,13 @@
 #include "request_cutter.h"
 
+#include <modbus.h>
+
 namespace {
 
 constexpr int Unknown = -1;
 constexpr int MoreBytes = 0;
+// A byte count may promise more; libmodbus would never take the rest.
+constexpr int MaxRequest = MODBUS_RTU_MAX_ADU_LENGTH;
 
 // Bytes of the request that `bytes` begins with, checksum included.
 int requestLength(const QByteArray &bytes) {
@@ -29,7 +33,7 @@ int requestLength(const QByteArray &bytes) {
 
 QByteArray RequestCutter::next() {
     const int length = requestLength(m_pending);
-    if (length == Unknown)
+    if (length == Unknown || length > MaxRequest)
         clear();
     if (length <= 0 || m_pending.size() < length)
         return {};

@@ -16,12 +16,12 @@ constexpr int IdleMs = 500;
 SerialBus::SerialBus(const Options &options, const PseudoTerminal &line)
     : m_options(options), m_line(line) {
     for (int number = 1; number <= options.stations; ++number)
-        m_places.try_emplace(number, number);
+        m_outlets.try_emplace(number, number);
 }
 
 QString SerialBus::open() {
-    for (auto &[number, place] : m_places) {
-        QString error = place.station.open();
+    for (auto &[number, outlet] : m_outlets) {
+        QString error = outlet.station.open();
         if (!error.isEmpty())
             return error;
     }
@@ -52,11 +52,11 @@ void SerialBus::takeBytes(int stopDescriptor) {
 
 void SerialBus::serveRequest(const QByteArray &request, int stopDescriptor) {
     const int target = static_cast<unsigned char>(request[0]);
-    for (auto &[number, place] : m_places) {
-        if ((target != Broadcast && target != number) || isSilent(number, place))
+    for (auto &[number, outlet] : m_outlets) {
+        if ((target != Broadcast && target != number) || isSilent(number, outlet))
             continue;
-        ++place.requests;
-        const QByteArray answer = place.station.answer(request);
+        ++outlet.requests;
+        const QByteArray answer = outlet.station.answer(request);
         if (answer.isEmpty())
             continue;
         keepWaiting(number, stopDescriptor);
@@ -64,10 +64,10 @@ void SerialBus::serveRequest(const QByteArray &request, int stopDescriptor) {
     }
 }
 
-bool SerialBus::isSilent(int number, const Place &place) const {
+bool SerialBus::isSilent(int number, const Outlet &outlet) const {
     const auto limit = m_options.silentAfter.find(number);
     return m_options.silent.count(number) != 0 ||
-           (limit != m_options.silentAfter.end() && place.requests >= limit->second);
+           (limit != m_options.silentAfter.end() && outlet.requests >= limit->second);
 }
 
 void SerialBus::keepWaiting(int number, int stopDescriptor) const {

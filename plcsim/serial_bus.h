@@ -20,19 +20,19 @@ public:
     void serve(int stopDescriptor);
 
 private:
-    struct Place {
-        explicit Place(int number) : station(number) {}
+    struct Outlet {
+        explicit Outlet(int number) : station(number) {}
         Station station;
         int requests = 0;
     };
 
     void takeBytes(int stopDescriptor);
     void serveRequest(const QByteArray &request, int stopDescriptor);
-    bool isSilent(int number, const Place &place) const;
+    bool isSilent(int number, const Outlet &outlet) const;
     void keepWaiting(int number, int stopDescriptor) const;
 
     const Options &m_options;
     const PseudoTerminal &m_line;
     RequestCutter m_cutter;
-    std::map<int, Place> m_places; // by station number
+    std::map<int, Outlet> m_outlets; // by station number
 };

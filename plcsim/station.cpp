@@ -48,7 +48,7 @@ QByteArray Station::answer(const QByteArray &request) {
     std::array<uint8_t, MODBUS_RTU_MAX_ADU_LENGTH> query{};
     const int length = modbus_receive(m_server.get(), query.data());
     if (length <= 0) {
-        modbus_flush(m_server.get());
+        dropUnread();
         return {};
     }
     modbus_reply(m_server.get(), query.data(), length, m_registers.get());
@@ -60,6 +60,13 @@ void Station::runCycle() {
     writeProcessValues(m_number, m_cycle, m_registers->tab_input_registers);
     writeProcessValues(m_number, m_cycle, m_registers->tab_registers);
     writeProcessValues(m_number, m_cycle, m_registers->tab_registers + HighHolding);
+}
+
+// modbus_flush() acts on terminals only.
+void Station::dropUnread() const {
+    std::array<uint8_t, MODBUS_RTU_MAX_ADU_LENGTH> bytes{};
+    while (::recv(m_serverEnd.number, bytes.data(), bytes.size(), MSG_DONTWAIT) > 0) {
+    }
 }
 
 QByteArray Station::takeAnswer() const {

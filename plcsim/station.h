@@ -33,6 +33,7 @@ private:
     };
 
     void runCycle();
+    void dropUnread() const;
     QByteArray takeAnswer() const;
 
     int m_number;
