@@ -48,7 +48,7 @@ QSerialPort::Parity portParity(LineParity parity) {
 // Another program's lock is reported like a device that is not ours to open.
 QString openError(const QSerialPort &port) {
     const QString name = port.portName();
-    const QString path = name.contains('/') ? name : "/dev/" + name;
+    const QString path = name.startsWith('/') || name.startsWith('.') ? name : "/dev/" + name;
     const bool permitted = ::access(QFile::encodeName(path).constData(), R_OK | W_OK) == 0;
     return port.error() == QSerialPort::PermissionError && permitted ? "in use by another program"
                                                                      : port.errorString();
