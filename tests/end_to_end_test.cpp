@@ -101,6 +101,24 @@ TEST_F(EndToEnd, ReadsEveryVariableAndHoldsEveryWrite) {
     }
 }
 
+// The image shows what was written; only the PLC knows that it has moved on.
+TEST_F(EndToEnd, FindsAWriteThatDoesNotHold) {
+    startPlc();
+    const QByteArray json = R"({"variables": [
+        {"name": "moving", "station": 1, "registerType": 7, "address": "0", "format": "uint16"},
+        {"name": "far", "station": 2, "registerType": 7, "address": "9000", "format": "int16"}],
+        "writes": [{"variable": "moving", "value": 7}]})";
+    const Outcome outcome = runPanel({"--library", DRIVER_LIBRARY, "--device", device(), "--scans",
+                                      "2", write("moving.json", json)});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_TRUE(outcome.output.contains(
+        QRegularExpression("\nwrite of moving: wrote 7, the PLC has 10\\d\\d\n")))
+        << qPrintable(outcome.output);
+    EXPECT_TRUE(outcome.output.contains("\nstation 2 refused a read (holding, register 9000, "
+                                        "count 1): illegal data address (exception 2)\n"))
+        << qPrintable(outcome.output);
+}
+
 TEST_F(EndToEnd, NamesWhatASilentStationKeepsBack) {
     startPlc({"--silent", "2"});
     const Outcome outcome = runPanel(demo({"--scans", "20"}));
