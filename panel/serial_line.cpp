@@ -99,9 +99,10 @@ void SerialLine::dropUntilSilent(int silenceMs) {
 // What the stations get to carry out a broadcast.
 void SerialLine::waitForStations() const {
     const QDeadlineTimer end(m_settings.broadcastDelayMs);
-    while (!m_stopRequested && !end.hasExpired())
+    while (!m_stopRequested && !end.hasExpired()) {
         std::this_thread::sleep_for(
             std::chrono::milliseconds(std::min<qint64>(SliceMs, end.remainingTime())));
+    }
 }
 
 // The silence that ends a frame, counted from the last byte that anyone sent; what comes in
