@@ -94,7 +94,7 @@ TEST_F(EndToEnd, ReadsEveryVariableAndHoldsEveryWrite) {
     EXPECT_EQ(outcome.errors, "");
     for (const char *line : {"plate 2 = STATION 2\n", "set word = -1234\n", "set bit = 1\n",
                              "set wide = 18364758544493064720\n", "seen everywhere = 77\n",
-                             "30 of 30 read, 18 of 18 moved, 1 of 1 as expected; "
+                             "30 of 30 read, 18 of 18 moved, 1 of 1 as expected; ",
                              "writes: 7 of 7 held, 1 broadcast sent, never acknowledged\n",
                              "set word: wrote -1234, read back -1234\n"}) {
         EXPECT_TRUE(outcome.output.contains(line)) << line << qPrintable(outcome.output);
