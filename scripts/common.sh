@@ -5,7 +5,7 @@
 readonly build_packages=(cmake make g++ pkg-config qtbase5-dev)
 readonly program_packages=(libqt5serialport5-dev libmodbus-dev)
 readonly test_packages=(libgtest-dev libbenchmark-dev binutils)
-readonly fuzz_packages=(clang libclang-rt-dev)
+readonly fuzz_packages=(clang libclang-rt-dev llvm)
 readonly panel_packages=(g++-arm-linux-gnueabihf qemu-user)
 
 jobs=$(nproc)
