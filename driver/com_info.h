@@ -27,11 +27,12 @@ struct ComInfo {
     int frameCount;    // counter: frames the variable in flight needs, 1 or 2
     int frameIndex;    // counter: frames of it answered so far
     int resetField2;   // cleared by SetComInfo
-    int remoteMode;    // setting: nonzero sends remote frames in place of Modbus requests
-    int portId;        // setting: number of this port; requests of other ports are remote
-    int commMode;      // setting: 2 writes to the PLC, any other value to the image only
-    int scanDone;      // result: 1 once every cyclic variable was answered, or nothing to send; 0
-                       // again after a give-up and when the cyclic list is built anew
+    int remoteMode; // setting: nonzero sends remote frames in place of Modbus requests; the cyclic
+                    // list does not turn then, its head alone is read
+    int portId;     // setting: number of this port; requests of other ports are remote
+    int commMode;   // setting: 2 writes to the PLC, any other value to the image only
+    int scanDone;   // result: 1 after more finished requests than the cyclic list has entries, or
+                  // with nothing to send; 0 after a give-up and when the list is built anew
     void *hostContext; // handed to FinishCallback unchanged
 };
 
@@ -46,8 +47,9 @@ static_assert(offsetof(ComInfo, scanDone) == 68, "scanDone is the eighteenth fie
 // A queued write or one-shot read has ended: (hostContext, ownerId, itemId, status), status 1 when
 // it was answered, 2 when it was given up. While a later entry of the same owner and item waits in
 // the queue, an answered one makes no call; a give-up makes one, and the later ones are dropped
-// without. No call for cyclic reads, one-shot reads of the remote area, and entries of a disabled
-// station.
+// without (of the same station only, while useVarStation is nonzero). No call for cyclic reads,
+// one-shot reads of the remote area, writes that a newer one replaced, and what was dropped: by a
+// full queue, for a disabled station, or because there is no request for its type.
 using FinishCallback = int (*)(void *, int, int, int);
 
 // A request was given up: (an empty list, ownerId, 1). The list is gone after the call.

@@ -20,7 +20,7 @@ struct RW_VAR {
     QString addressText; // the address as the host wrote it; "a.b" for the bit types
     int regType = 0;     // 0 to 14 in host form, 6 to 8 in span form
     int address = 0;     // first element, from 0
-    int station = 0;     // Modbus station; 0 addresses all stations and gets no reply
+    int station = 0;     // Modbus station; 0 addresses all stations: a write to it gets no reply
     int count = 0;       // elements; reads count registers for the 32-bit and 64-bit types too
     int saveMode = 0;    // 0; -1 / -2: read half of a bit / byte write
     int spare = 0;       // carried in remote frames only

@@ -102,6 +102,7 @@ bool turnToReadable(QList<RW_VAR> &list) {
     return true;
 }
 
+// In remote mode the head is not marked, so it stays where it is and is read again.
 bool sendCyclicRead() {
     if (!turnToReadable(PLC_driver.readList)) {
         return false;

@@ -51,7 +51,8 @@ Q_DECL_EXPORT Protocol *ComCommunication();
 //   110 + n, 140 + n, 170 + n  the same on the remote area
 // where n is ownerId + 1 for an ownerId of 0 to 11 and 1 for any other. The other fields are those
 // of the finished or given-up variable, `value` empty; they stay as they were while its exchange
-// goes on. Calls the callbacks. Takes listMutex; imageMutex and storageMutex while data are stored.
+// goes on, after a cyclic read in remote mode, and after one whose list was built anew meanwhile.
+// Calls the callbacks. Takes listMutex; imageMutex and storageMutex while data are stored.
 Q_DECL_EXPORT RW_VAR *DataCom(QByteArray *reply, int length);
 
 // Appends a copy of a variable in span form to the cyclic list, as it is. Returns the list's
@@ -74,7 +75,8 @@ Q_DECL_EXPORT int PLCAddressChangeIntef(int regType, QString &addressText);
 
 // Replaces the cyclic list by block requests that cover the definitions, ordered by station, area
 // and register, each of at most blockLimit registers; a blockLimit of 1 joins equal addresses only
-// and cuts nothing. Invalid addresses and station 0 are skipped. Restarts the pass (scanDone 0).
+// and cuts nothing. Invalid addresses and station 0 are skipped. Restarts the pass (scanDone 0)
+// unless there are no definitions.
 // Returns the number of requests; 0 with an empty list too when blockLimit is below 1. Takes
 // listMutex.
 Q_DECL_EXPORT int ReCreatReadVarList(QList<VARDEF> *definitions);
@@ -86,8 +88,10 @@ Q_DECL_EXPORT int ReCreatReadVarList(QList<VARDEF> *definitions);
 // refused (invalid address, station 0, blockLimit below 1). Takes listMutex.
 Q_DECL_EXPORT int AddListOnceReadVar(RW_VAR *var, int mode);
 
-// Queues a write in host form: count in elements for every type, value with 1, 1, 2, 4 or 8 bytes
-// for each (bit, byte, word, 32-bit, 64-bit), isWrite 1 and portId the port's own. mode 1, or a
+// Queues a write in host form: count in elements for every type, but 1 for bits and bytes, of
+// which only the first goes to the PLC; value with 1, 1, 2, 4 or 8 bytes for each (bit, byte, word,
+// 32-bit, 64-bit); isWrite 1; portId the port's own (a byte write of another port would clear the
+// rest of its register). mode 1, or a
 // queue of fewer than two: always appended. Otherwise it replaces the pending write of the same
 // station, type, address and count, the one in flight aside; what would make the queue longer than
 // 1024 is dropped. The record is not changed. Returns the queue's length. Takes listMutex.
@@ -102,7 +106,9 @@ Q_DECL_EXPORT int AddListWriteVar(RW_VAR *var, int mode);
 // zero. Returns 0 for an invalid address. To the PLC: also 0 for area 6 and unknown types, a count
 // below 1, a blockLimit below 1 (words and wider) and data above 16 MiB; otherwise the write
 // queue's length, which drops what it has no room for. For the image alone: 1, whether the type can
-// be written or not. Takes listMutex, then imageMutex and storageMutex, one after the other.
+// be written or not. Station 0 takes words and wider types only: a bit or byte would have to be
+// read first. hostText may be null. Takes listMutex for the queue, storageMutex and imageMutex for
+// the image, not together.
 Q_DECL_EXPORT int SetRegisterData(QString *hostText, int regType, QString *addressText, int station,
                                   QByteArray *data, int count, int ownerId, int itemId);
 
@@ -112,9 +118,10 @@ Q_DECL_EXPORT int SetRegisterData(QString *hostText, int regType, QString *addre
 //   byte types    two bytes a value, the second zero    count in bytes
 //   other types   whole elements, each register low     count in registers
 //                 byte first, least significant first
-// Returns 1; the answer is empty for an unknown type and for a count below 1. Returns 0 when the
-// address is invalid or the read goes beyond 16 MiB: 2 x count zero bytes, none when that is more
-// than 16 MiB itself. `hostText` is not read. Takes storageMutex, then imageMutex and storageMutex.
+// Returns 0 when the address is invalid or the read goes beyond 16 MiB, with 2 x count zero bytes
+// as the answer, none when that is more than 16 MiB itself. Otherwise returns 1; the answer is
+// empty for an unknown type and for a count below 1. `hostText` is not read. Takes storageMutex,
+// then imageMutex and storageMutex.
 Q_DECL_EXPORT int GetRegisterData(QString *hostText, int regType, QString addressText, int station,
                                   QByteArray *answer, int count);
 

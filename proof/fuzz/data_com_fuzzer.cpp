@@ -49,8 +49,8 @@ void reply(FuzzedDataProvider &input) {
     auto after = DataStorage;
     if (asked && current->result == 1) {
         auto same = before;
-        after[var.station].remove(var.regType);
-        same[var.station].remove(var.regType);
+        after[var.station].remove(getPlcReg(var.regType));
+        same[var.station].remove(getPlcReg(var.regType));
         require(after == same, "a reply changes its own area only");
     } else {
         require(after == before, "a rejected reply changes nothing");
