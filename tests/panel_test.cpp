@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include <QJsonArray>
 
 #include <thread>
@@ -32,13 +34,16 @@ TEST(PanelFile, FillsInWhatIsLeftOut) {
     EXPECT_EQ(panel->variables.at(0).count, 1);
 }
 
-TEST(PanelFile, SaysWhereAndWhyItIsWrong) {
+struct WrongFile {
+    QByteArray json;
+    const char *error;
+};
+
+// A function, so that no exception is thrown before main.
+std::vector<WrongFile> wrongFiles() {
     const QByteArray bit = R"("registerType": 1, "format": "bit", "address": )";
     const QByteArray high = R"("registerType": 8, "format": "hex", "address": )";
-    const struct {
-        QByteArray json;
-        const char *error;
-    } cases[] = {
+    return {
         {"{\n \"port\": ]", "line 2, column 11: not JSON, object is missing after a comma"},
         {"[]", "line 1: expected an object"},
         {"{}", "variables: there is none"},
@@ -93,7 +98,10 @@ TEST(PanelFile, SaysWhereAndWhyItIsWrong) {
         {panelWith(bit + R"("1.0", "count": 2)", R"(, "writes": [{"variable": "a"}])"),
          "writes[0].variable: \"a\" has more than the 1 elements of one write"},
     };
-    for (const auto &c : cases) {
+}
+
+TEST(PanelFile, SaysWhereAndWhyItIsWrong) {
+    for (const auto &c : wrongFiles()) {
         QString error;
         EXPECT_FALSE(parsePanel(c.json, &error));
         EXPECT_EQ(error.toStdString(), c.error);
