@@ -20,15 +20,15 @@ die() {
     exit 1
 }
 
-# quietly NAME COMMAND...: keeps the output in build/logs/NAME.log and shows it only on failure.
+# quietly NAME COMMAND...: keeps the output in build/logs/NAME.log and shows its end on failure only.
 # A function handed to it joins its steps with &&: set -e does not reach into it.
 quietly() {
     local log=build/logs/$1.log status=0
     mkdir -p build/logs
     "${@:2}" >"$log" 2>&1 </dev/null || status=$?
     if ((status != 0)); then
-        cat "$log"
-        echo "$(basename "$0"): $1 failed with status $status; the output above is also in $log" >&2
+        tail -n 80 "$log"
+        echo "$(basename "$0"): $1 failed with status $status; the whole output is in $log" >&2
     fi
     return "$status"
 }
