@@ -32,7 +32,7 @@ struct ComInfo {
     int portId;     // setting: number of this port; requests of other ports are remote
     int commMode;   // setting: 2 writes to the PLC, any other value to the image only
     int scanDone;   // result: 1 after more finished requests than the cyclic list has entries, or
-                  // with nothing to send; 0 after a give-up and when the list is built anew
+                    // with nothing to send; 0 after a give-up and when the list is built anew
     void *hostContext; // handed to FinishCallback unchanged
 };
 

@@ -39,7 +39,7 @@ struct WrongFile {
     const char *error;
 };
 
-// A function, so that no exception is thrown before main.
+// Functions, so that no exception is thrown before main.
 std::vector<WrongFile> wrongFiles() {
     const QByteArray bit = R"("registerType": 1, "format": "bit", "address": )";
     const QByteArray high = R"("registerType": 8, "format": "hex", "address": )";
@@ -72,6 +72,11 @@ std::vector<WrongFile> wrongFiles() {
         {panelWith(Word, R"(, "onceReads": [{"name": "a", "station": 1, "registerType": 7,
                             "address": "1", "format": "hex"}])"),
          "onceReads[0].name: duplicate name \"a\""},
+    };
+}
+
+std::vector<WrongFile> wrongWrites() {
+    return {
         {panelWith(Word, R"(, "writes": [{"variable": "b"}])"),
          "writes[0].variable: there is no variable \"b\""},
         {panelWith(Word, R"(, "writes": [{"variable": "a", "value": 65536}])"),
@@ -95,16 +100,19 @@ std::vector<WrongFile> wrongFiles() {
          "variables: \"a\" addresses all stations and no write names it"},
         {panelWith(Word, R"(, "writes": [{"variable": "a", "value": 1}])").replace(": 1,", ": 0,"),
          "variables: none can be read"},
-        {panelWith(bit + R"("1.0", "count": 2)", R"(, "writes": [{"variable": "a"}])"),
+        {panelWith(R"("registerType": 1, "format": "bit", "address": "1.0", "count": 2)",
+                   R"(, "writes": [{"variable": "a"}])"),
          "writes[0].variable: \"a\" has more than the 1 elements of one write"},
     };
 }
 
 TEST(PanelFile, SaysWhereAndWhyItIsWrong) {
-    for (const auto &c : wrongFiles()) {
-        QString error;
-        EXPECT_FALSE(parsePanel(c.json, &error));
-        EXPECT_EQ(error.toStdString(), c.error);
+    for (const auto &table : {wrongFiles(), wrongWrites()}) {
+        for (const WrongFile &wrong : table) {
+            QString error;
+            EXPECT_FALSE(parsePanel(wrong.json, &error));
+            EXPECT_EQ(error.toStdString(), wrong.error);
+        }
     }
 }
 
