@@ -5,7 +5,7 @@
 #include "image/store.h"
 #include "image/write_back.h"
 #include "lists/address.h"
-#include "lists/queues.h"
+#include "lists/cyclic_list.h"
 #include "plc_driver.h"
 
 #include <algorithm>
@@ -14,9 +14,9 @@ namespace {
 
 constexpr int WriteToPlc = 2; // commMode
 
-// The host's data and how they are cut into records.
+// The value to write and how it is cut into records.
 struct Cut {
-    const QByteArray &data;
+    QByteArray data; // the driver's own copy
     Width width;
     int itemBytes;  // the host's bytes of one element
     int valueBytes; // how many of them are written, from the first on
@@ -24,18 +24,24 @@ struct Cut {
     int limit;      // most elements in one record
 };
 
+// Copies the bytes themselves, since a host may hold a pointer to those that it has handed in.
 Cut cutOf(int regType, const QByteArray &data, int count) {
     const Width width = widthOf(regType);
     const int bytes = bytesPerElement(width);
     const bool singly = width == Width::Bit || width == Width::Byte;
     const int itemBytes = width == Width::Byte ? 2 : bytes;
+    const int elements = elementsOfCount(width, count);
     const int limit = singly ? 1 : PLC_driver.comInfo->blockLimit;
-    return {data, width, itemBytes, bytes, elementsOfCount(width, count), limit};
+    const auto covered = std::clamp<qint64>(qint64{elements} * itemBytes, 0, data.size());
+    const QByteArray copy(data.constData(), static_cast<int>(covered));
+    return {copy, width, itemBytes, bytes, elements, limit};
 }
 
-// Whether there is something to write, in records that end, within the size of an image area.
+// Whether there is something to write, in as many records as one variable may have, within the
+// size of an image area.
 bool canBeCut(const Cut &cut) {
     return cut.limit >= 1 && cut.elements >= 1 &&
+           (qint64{cut.elements} + cut.limit - 1) / cut.limit <= MaxPieces &&
            qint64{cut.elements} * cut.itemBytes <= MaxAreaBytes;
 }
 
@@ -55,11 +61,11 @@ QByteArray valueOf(const Cut &cut, int first, int elements) {
     return value;
 }
 
-// Makes the record the one of `elements` elements from `first` on.
-void fillRecord(RW_VAR &record, int address, const Cut &cut, int first, int elements) {
+// Makes the record the piece that begins with the element `first`.
+void fillRecord(RW_VAR &record, int address, const Cut &cut, int first) {
     record.address = wrappingAdd(address, first);
-    record.count = elements;
-    record.value = valueOf(cut, first, elements);
+    record.count = std::min(cut.limit, cut.elements - first);
+    record.value = valueOf(cut, first, record.count);
 }
 
 // While the line has failed, screens see a value as soon as it is queued.
@@ -68,53 +74,16 @@ bool isMirroredAtOnce() {
     return PLC_driver.commFailed;
 }
 
-// A full queue takes only what replaces a pending write: the next element from `from` on where such
-// a piece may begin, or the end. Spares a value of millions of bits as many searches of the queue.
-int nextReplacement(const RW_VAR &record, int address, const Cut &cut, int from) {
-    const QMutexLocker lists(&PLC_driver.listMutex); // writeList
-    int next = cut.elements;
-    for (const RW_VAR &queued : qAsConst(PLC_driver.writeList)) {
-        const int first = wrappingSubtract(queued.address, address);
-        const bool isPiece = first >= from && first % cut.limit == 0;
-        if (isPiece && queued.station == record.station && queued.regType == record.regType) {
-            next = std::min(next, first);
-        }
-    }
-    return next;
-}
-
-// Shows screens the pieces in [from, to) that a full queue has dropped: one value, as far as an
-// image area goes. The piece in which it ends is refused whole, as it would be by itself.
-void mirrorDropped(RW_VAR &record, int address, const Cut &cut, int from, int to) {
-    const int bits = cut.width == Width::Bit ? 1 : cut.valueBytes * 8;
-    const qint64 room = qint64{MaxAreaBytes} * 8 / bits - address - from;
-    int elements = to - from;
-    if (room < elements) {
-        elements = static_cast<int>(std::max<qint64>(room, 0));
-        elements -= elements % cut.limit;
-    }
-    if (elements > 0 && isMirroredAtOnce()) {
-        fillRecord(record, address, cut, from, elements);
-        WriteDataToLocal(&record);
-    }
-}
-
-// Queues the value in pieces; returns the queue's length after the last one.
+// Queues the value piece by piece; returns the queue's length after the last one. Each finds the
+// queue as the communication thread has left it meanwhile: what one found full may have room again.
 int queueValue(RW_VAR &record, const Cut &cut) {
     const int address = record.address;
     int queued = 0;
-    for (int first = 0; first < cut.elements;) {
-        const int elements = std::min(cut.limit, cut.elements - first);
-        fillRecord(record, address, cut, first, elements);
+    for (int first = 0; first < cut.elements; first += record.count) {
+        fillRecord(record, address, cut, first);
         queued = AddListWriteVar(&record, 0);
         if (isMirroredAtOnce()) {
             WriteDataToLocal(&record);
-        }
-        first += elements;
-        if (queued >= QueueCapacity) {
-            const int next = nextReplacement(record, address, cut, first);
-            mirrorDropped(record, address, cut, first, next);
-            first = next;
         }
     }
     return queued;
@@ -139,12 +108,12 @@ int SetRegisterData(QString *hostText, int regType, QString *addressText, int st
     if (record.address < 0) {
         return 0;
     }
-    const Cut cut = cutOf(regType, *data, count);
     if (info.commMode != WriteToPlc) {
-        record.count = cut.elements;
+        record.count = elementsOfCount(widthOf(regType), count);
         record.value = *data; // bytes that are missing count as zero
         WriteDataToLocal(&record);
         return 1;
     }
+    const Cut cut = cutOf(regType, *data, count);
     return isWritableType(regType) && canBeCut(cut) ? queueValue(record, cut) : 0;
 }

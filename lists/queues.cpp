@@ -1,6 +1,4 @@
 // The one-shot read queue and the write queue.
-#include "lists/queues.h"
-
 #include "driver/Communication_Protocol.h"
 #include "driver/wrapping.h"
 #include "lists/address.h"
@@ -9,6 +7,9 @@
 #include <algorithm>
 
 namespace {
+
+// Entries a queue holds before it drops what is added to it.
+constexpr int QueueCapacity = 1024;
 
 bool isSameSpan(const RW_VAR &a, const RW_VAR &b) {
     return a.station == b.station && a.regType == b.regType && a.address == b.address &&
