@@ -1,33 +1,36 @@
-// plcsim: simulated PLC stations on a pseudo-terminal.
+// plcsim: simulated PLC stations on a pseudo-terminal or a serial port.
 #include "options.h"
-#include "panel/command_line.h"
-#include "pseudo_terminal.h"
-#include "serial_bus.h"
+#include "simulator.h"
+#include "words.h"
 
-#include <QCoreApplication>
 #include <QTextStream>
 
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 
+#include <sys/prctl.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
 namespace {
 
-enum ExitCode { Served = 0, Failed = 1, WrongOptions = 2 };
+enum ExitCode { Served = 0, Failed = 1 };
 
-int complain(const QString &error, ExitCode code) {
-    return command_line::complain("plcsim", error, code);
+int failed(const QString &error) {
+    complain(error);
+    return Failed;
 }
 
 // A descriptor that becomes readable when the program is to end; negative on failure.
 int stopDescriptor() {
+    // Nobody listens any more, or the terminal belongs to another program: write and read say so.
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    static_cast<void>(std::signal(SIGTTIN, SIG_IGN));
     sigset_t ending;
     sigemptyset(&ending);
-    sigaddset(&ending, SIGTERM);
-    sigaddset(&ending, SIGINT);
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP})
+        sigaddset(&ending, signal);
     if (sigprocmask(SIG_BLOCK, &ending, nullptr) != 0)
         return -1;
     return ::signalfd(-1, &ending, SFD_CLOEXEC);
@@ -36,29 +39,30 @@ int stopDescriptor() {
 } // namespace
 
 int main(int argc, char **argv) {
-    const QCoreApplication application(argc, argv);
-    QString error;
-    const auto options = readOptions(QCoreApplication::arguments(), &error);
+    int status = Served;
+    const auto options = readOptions(argc, argv, &status);
     if (!options)
-        return complain(error, WrongOptions);
+        return status;
 
     // Before the link is made: a signal from here on still removes it.
     const int stop = stopDescriptor();
     if (stop < 0)
-        return complain("signals: " + qt_error_string(errno), Failed);
-    PseudoTerminal line;
-    SerialBus bus(*options, line);
-    error = line.open(options->link);
+        return failed("signals: " + qt_error_string(errno));
+    ::prctl(PR_SET_TIMERSLACK, 1);
+    Port port(*options);
+    Simulator simulator(*options, port);
+    QString error = port.open();
     if (error.isEmpty())
-        error = bus.open();
+        error = simulator.open();
     if (!error.isEmpty())
-        return complain(error, Failed);
+        return failed(error);
 
     QTextStream out(stdout);
-    out << line.devicePath() << Qt::endl;
+    out << port.path() << Qt::endl;
     if (out.status() != QTextStream::Ok || std::fflush(stdout) != 0)
-        return complain("standard output: the path cannot be written", Failed);
-    bus.serve(stop);
+        return failed("standard output: the path cannot be written");
+    simulator.serve(stop);
+    out << tallyText(simulator.tally()) << Qt::flush;
     ::close(stop);
     return Served;
 }

@@ -42,3 +42,8 @@ void writeProcessValues(int station, unsigned cycle, std::uint16_t *block) {
     put(block + 16, sine(cycle));
     putText(block + 20, "STATION " + std::to_string(station));
 }
+
+void writeProcessBits(unsigned cycle, std::uint8_t *bits) {
+    for (unsigned i = 0; i < MovingBits; ++i)
+        bits[i] = cycle / 8 >> i & 1U;
+}

@@ -16,6 +16,7 @@
 //   16 to 19    64-bit    sine, double
 //   20 to 27    text      "STATION 1", two characters a register, the first in the low byte
 //
+// Coils and discrete inputs 0 to 15 are the lamps; coils 100 to 199 wait to be written.
 // Holding registers 100 to 199 and 5100 to 5199 start at 0 and wait to be written. Values of more
 // than one register have their least significant one first.
 #pragma once
@@ -25,6 +26,13 @@
 constexpr int InputRegisters = 200;
 constexpr int HoldingRegisters = 5200;
 constexpr int HighHolding = 5000; // first holding register of the third table
+constexpr int Coils = 200;
+constexpr int DiscreteInputs = 200;
+
+constexpr int MovingRegisters = 28; // at the beginning of each block
+constexpr int MovingBits = 16;
 
 // Writes one cycle's values of a station into the block that begins at `block`.
 void writeProcessValues(int station, unsigned cycle, std::uint16_t *block);
+// The lamps as bits, one in each byte.
+void writeProcessBits(unsigned cycle, std::uint8_t *bits);

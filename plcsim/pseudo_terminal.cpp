@@ -1,5 +1,7 @@
 #include "pseudo_terminal.h"
 
+#include "terminal_settings.h"
+
 #include <QFile>
 #include <QFileInfo>
 
@@ -8,11 +10,28 @@
 #include <cstdlib>
 
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
 namespace {
+
+constexpr LineSettings Untouched{PseudoTerminal::NoBaud, Parity::None, 1};
+
+// Emulators of another processor do not know the kernel's interface for any speed. There the host's
+// speed cannot be seen either, and the line takes it for its own.
+bool leaveUntouched(int descriptor) {
+    termios settings{};
+    if (applySettings(descriptor, Untouched))
+        return true;
+    if (::tcgetattr(descriptor, &settings) != 0)
+        return false;
+    ::cfmakeraw(&settings);
+    ::cfsetspeed(&settings, B50);
+    return ::tcsetattr(descriptor, TCSANOW, &settings) == 0;
+}
 
 QString systemError(const QString &what) {
     return what + ": " + qt_error_string(errno);
@@ -23,28 +42,27 @@ QString linkTarget(const QString &link) {
     return QFileInfo(link).symLinkTarget();
 }
 
-bool makeRaw(int descriptor, termios *settings) {
-    if (::tcgetattr(descriptor, settings) != 0)
-        return false;
-    ::cfmakeraw(settings);
-    return ::tcsetattr(descriptor, TCSANOW, settings) == 0;
-}
-
 } // namespace
 
-PseudoTerminal::~PseudoTerminal() {
+QString PseudoTerminal::open(const QString &link) {
+    QString error = openDevice();
+    if (error.isEmpty() && !link.isEmpty())
+        error = makeLink(link);
+    if (!error.isEmpty())
+        close();
+    return error;
+}
+
+void PseudoTerminal::close() {
     // Another program may have put its own there meanwhile.
     if (!m_link.isEmpty() && linkTarget(m_link) == m_devicePath)
         QFile::remove(m_link);
-    for (const int descriptor : {m_device, m_master}) {
-        if (descriptor >= 0)
-            ::close(descriptor);
+    m_link.clear();
+    for (int *descriptor : {&m_watch, &m_device, &m_master}) {
+        if (*descriptor >= 0)
+            ::close(*descriptor);
+        *descriptor = -1;
     }
-}
-
-QString PseudoTerminal::open(const QString &link) {
-    const QString error = openDevice();
-    return error.isEmpty() && !link.isEmpty() ? makeLink(link) : error;
 }
 
 QString PseudoTerminal::openDevice() {
@@ -56,8 +74,11 @@ QString PseudoTerminal::openDevice() {
         return systemError("pseudo-terminal");
     m_devicePath = QFile::decodeName(path.data());
     m_device = ::open(path.data(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    if (m_device < 0 || !makeRaw(m_device, &m_settings))
+    if (m_device < 0 || !leaveUntouched(m_device))
         return systemError(m_devicePath);
+    m_watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (m_watch >= 0)
+        ::inotify_add_watch(m_watch, path.data(), IN_CLOSE);
     return {};
 }
 
@@ -75,18 +96,20 @@ QString PseudoTerminal::makeLink(const QString &link) {
     return {};
 }
 
-QByteArray PseudoTerminal::read() const {
-    QByteArray bytes(512, '\0');
-    const ssize_t count = ::read(m_master, bytes.data(), static_cast<size_t>(bytes.size()));
-    return bytes.left(count > 0 ? static_cast<int>(count) : 0);
+void PseudoTerminal::noteClosing() {
+    std::array<char, 4096> events{};
+    while (::read(m_watch, events.data(), events.size()) > 0)
+        m_wasClosed = true;
 }
 
-void PseudoTerminal::makeReady() const {
+void PseudoTerminal::makeReady() {
+    if (!m_wasClosed && m_watch >= 0)
+        return;
+    m_wasClosed = false;
+    // The next host is there already, and has put both right itself.
+    if (::flock(m_device, LOCK_EX | LOCK_NB) != 0)
+        return;
     ::ioctl(m_device, TIOCNXCL);
-    ::tcsetattr(m_device, TCSANOW, &m_settings);
-}
-
-void PseudoTerminal::write(const QByteArray &bytes) const {
-    [[maybe_unused]] const ssize_t sent =
-        ::write(m_master, bytes.constData(), static_cast<size_t>(bytes.size()));
+    leaveUntouched(m_device);
+    ::flock(m_device, LOCK_UN);
 }

@@ -1,9 +1,13 @@
 // One Modbus station: libmodbus answers the requests, the process moves between them.
 #pragma once
 
+#include "map_file.h"
+#include "tables.h"
+
 #include <QByteArray>
 #include <QString>
 
+#include <map>
 #include <memory>
 
 #include <modbus.h>
@@ -15,9 +19,15 @@ public:
     // Sets up the server and its registers. One line on failure.
     QString open();
 
-    // Runs one cycle of the PLC, then serves a request. Empty when there is nothing to answer:
-    // a broadcast, or a request whose checksum is wrong.
+    // Runs one cycle of the PLC, then serves a request with a good checksum. Empty when there is
+    // nothing to answer: a broadcast, or what was no request.
     QByteArray answer(const QByteArray &request);
+
+    // Adds what the map file says. An entry lies in the tables.
+    void apply(const MapEntry &entry);
+    // Sets a register or bit from outside; one that moves stays as it is set. False when there is
+    // none.
+    bool set(Table table, int address, int value);
 
 private:
     struct Descriptor {
@@ -33,6 +43,10 @@ private:
     };
 
     void runCycle();
+    void move(const MapEntry &entry);
+    bool touchesHole(const QByteArray &request) const;
+    bool isMoving(Table table, int address) const;
+    QByteArray serve(const QByteArray &request);
     void dropUnread() const;
     QByteArray takeAnswer() const;
 
@@ -44,4 +58,7 @@ private:
     Descriptor m_ourEnd;
     std::unique_ptr<modbus_t, Free> m_server;
     std::unique_ptr<modbus_mapping_t, Free> m_registers;
+    std::vector<Span> m_holes;
+    std::vector<MapEntry> m_moving;
+    std::map<std::pair<Table, int>, int> m_held; // moving ones that were set from outside
 };
