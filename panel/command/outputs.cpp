@@ -1,0 +1,246 @@
+#include "panel/command/outputs.h"
+
+#include "panel/command/command.h"
+#include "panel/command/stop_request.h"
+#include "panel/health/report.h"
+
+#include <unistd.h>
+
+namespace {
+
+// "trace: 12 exchanges left out: the disk was too slow".
+QStringList lossesOf(const char *what, const QString &error, quint64 dropped, const char *things) {
+    if (error.isEmpty() && dropped == 0)
+        return {};
+    const QString reason = error.isEmpty() ? "the disk was too slow" : error;
+    if (dropped == 0)
+        return {QString("%1: %2").arg(what, reason)};
+    return {QString("%1: %2 %3 left out: %4").arg(what, QString::number(dropped), things, reason)};
+}
+
+} // namespace
+
+Outputs::Outputs(const PanelFile &panel, Runtime &runtime, const OutputOptions &options)
+    : m_panel(panel), m_runtime(runtime), m_options(options),
+      m_writes([](const QString &line) { complain(line, AllHeld); }) {}
+
+QString Outputs::open() {
+    for (const auto step :
+         {&Outputs::openTrace, &Outputs::openCapture, &Outputs::openReport, &Outputs::openLog,
+          &Outputs::openHistory, &Outputs::openWeb, &Outputs::openBroker}) {
+        QString error = (this->*step)();
+        if (!error.isEmpty())
+            return error;
+    }
+    return {};
+}
+
+void Outputs::openScreen() {
+    if (m_options.quiet)
+        return;
+    const bool wantsTable = !m_options.times && m_options.trace != "-";
+    if (wantsTable) {
+        m_table.emplace(TerminalTable::Calls{[this] { return snapshot(); }, requestStop});
+        if (m_table->start()) {
+            // It leaves no room for a line of text.
+            if (::isatty(STDERR_FILENO) == 1)
+                m_writes.hold();
+            return;
+        }
+        m_table.reset();
+    }
+    m_values.emplace(m_panel, STDOUT_FILENO, m_options.times ? Stamp::Utc : Stamp::None);
+    m_runtime.feed().addListener([this](const ValueChange &change) { m_values->observe(change); });
+}
+
+TableModel Outputs::snapshot() const {
+    TableModel model = tableModel(
+        m_panel, m_runtime.lineReports(), m_runtime.feed().snapshot(),
+        [this](std::size_t variable) { return m_runtime.freshness().lastGood(variable); },
+        std::chrono::system_clock::now());
+    const std::lock_guard lock(m_notesMutex);
+    model.notes = m_notes;
+    return model;
+}
+
+QStringList Outputs::failures() const {
+    QStringList lines;
+    const auto add = [&lines](const char *what, const auto &output) {
+        const QString error = output ? output->error() : QString();
+        if (!error.isEmpty())
+            lines += lossesOf(what, error, 0, "");
+    };
+    add("log", m_log);
+    add("history", m_history);
+    add("report", m_report);
+    add("trace", m_trace);
+    add("capture", m_capture);
+    return lines;
+}
+
+void Outputs::tellFailures() {
+    const QStringList lines = failures();
+    if (m_table) {
+        const std::lock_guard lock(m_notesMutex);
+        m_notes = lines;
+        return;
+    }
+    for (const QString &line : lines) {
+        if (isTold(line))
+            continue;
+        m_told += line;
+        complain(line, NotAllHeld);
+    }
+}
+
+void Outputs::closeTable() {
+    if (m_table)
+        m_table->stop();
+    m_writes.release();
+}
+
+QString Outputs::openTrace() {
+    if (m_options.trace.empty())
+        return {};
+    QStringList names;
+    for (const LineSettings &line : m_panel.lines)
+        names += m_panel.lines.size() > 1 ? line.name : QString();
+    m_trace.emplace(names,
+                    m_options.traceFailures ? Trace::Which::FailuresOnly : Trace::Which::All);
+    m_runtime.addListener([this](const Exchange &exchange) { m_trace->observe(exchange); });
+    return m_trace->open(pathText(m_options.trace));
+}
+
+QString Outputs::openCapture() {
+    if (m_options.capture.empty())
+        return {};
+    m_capture.emplace();
+    m_runtime.addListener([this](const Exchange &exchange) { m_capture->observe(exchange); });
+    return m_capture->open(pathText(m_options.capture));
+}
+
+QString Outputs::openReport() {
+    if (m_options.report.empty())
+        return {};
+    m_report.emplace(pathText(m_options.report), [this] {
+        return healthReport(m_panel, m_runtime.lineReports(), std::chrono::system_clock::now());
+    });
+    return m_report->open();
+}
+
+QString Outputs::openLog() {
+    if (m_options.log.empty())
+        return {};
+    std::optional<std::chrono::seconds> every;
+    if (m_options.logEvery > 0)
+        every = std::chrono::seconds(m_options.logEvery);
+    m_log.emplace(m_panel, every);
+    m_runtime.feed().addListener([this](const ValueChange &change) { m_log->observe(change); });
+    return m_log->open(pathText(m_options.log));
+}
+
+QString Outputs::openHistory() {
+    if (m_options.history.empty())
+        return {};
+    m_history.emplace();
+    m_runtime.feed().addListener([this](const ValueChange &change) { m_history->observe(change); });
+    return m_history->open(pathText(m_options.history), m_panel);
+}
+
+QString Outputs::openWeb() {
+    if (m_options.web.empty())
+        return {};
+    WebOptions options;
+    QString error = readWebOptions(pathText(m_options.web), pathText(m_options.webToken), &options);
+    if (!error.isEmpty())
+        return "--web " + error;
+    WebSources sources;
+    sources.panel = &m_panel;
+    sources.report = [this] {
+        return healthReport(m_panel, m_runtime.lineReports(), std::chrono::system_clock::now());
+    };
+    sources.write = [this](const WriteOrder &order, const WriteDone &done) {
+        m_runtime.writer().write(order, done);
+    };
+    sources.history = m_history ? &*m_history : nullptr;
+    sources.log = [this](const QString &line) {
+        m_writes.add(line);
+    };
+    m_web.emplace(options, sources);
+    m_runtime.addListener([this](const Exchange &exchange) { m_web->observe(exchange); });
+    m_runtime.feed().addListener([this](const ValueChange &change) { m_web->observe(change); });
+    error = m_web->start();
+    if (error.isEmpty())
+        complain("page: " + m_web->address(), AllHeld);
+    return error;
+}
+
+QString Outputs::openBroker() {
+    if (!m_panel.broker)
+        return {};
+    Broker::Links links;
+    links.write = [this](const WriteOrder &order, const WriteDone &done) {
+        m_runtime.writer().write(order, done);
+    };
+    links.report = [this] {
+        return healthReport(m_panel, m_runtime.lineReports(), std::chrono::system_clock::now());
+    };
+    links.log = [this](const QString &line) {
+        m_writes.add(line);
+    };
+    links.note = [this](const QString &line) {
+        if (!m_table)
+            complain(line, AllHeld);
+    };
+    m_broker.emplace(m_panel, links);
+    m_runtime.feed().addListener([this](const ValueChange &change) { m_broker->take(change); });
+    return m_broker->start();
+}
+
+QStringList Outputs::closeBroker() {
+    m_broker->stop();
+    const QString error = m_broker->status()["error"].toString();
+    return error.isEmpty() ? QStringList() : QStringList{"broker: " + error};
+}
+
+QStringList Outputs::closeValues() {
+    m_values->close();
+    if (m_values->dropped() > 0) {
+        complain(QString("standard output: %1 values left out: its reader was too slow")
+                     .arg(m_values->dropped()),
+                 AllHeld);
+    }
+    return m_values->failed() ? QStringList{m_values->error()} : QStringList();
+}
+
+QStringList Outputs::close() {
+    if (m_web)
+        m_web->stop();
+    QStringList wrong;
+    if (m_broker)
+        wrong += closeBroker();
+    closeTable();
+    if (m_values)
+        wrong += closeValues();
+    if (m_log) {
+        m_log->close();
+        wrong += lossesOf("log", m_log->error(), m_log->dropped(), "values");
+    }
+    if (m_history) {
+        m_history->close();
+        wrong += lossesOf("history", m_history->error(), m_history->lost(), "changes");
+    }
+    if (m_report) {
+        m_report->close();
+        wrong += lossesOf("report", m_report->error(), 0, "");
+    }
+    if (m_trace) {
+        m_trace->close();
+        wrong += lossesOf("trace", m_trace->error(), m_trace->dropped(), "exchanges");
+    }
+    if (m_capture) {
+        m_capture->close();
+        wrong += lossesOf("capture", m_capture->error(), m_capture->dropped(), "exchanges");
+    }
+    return wrong;
+}

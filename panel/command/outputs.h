@@ -1,0 +1,86 @@
+// What a run writes besides its summary: values on standard output, the log, the
+// trace, the capture, the report, the history, the page. Each stands between the line and something
+// slow, and says what it could not write.
+#pragma once
+
+#include "panel/broker/broker.h"
+#include "panel/command/runtime.h"
+#include "panel/command/write_log.h"
+#include "panel/feed/history.h"
+#include "panel/feed/value_log.h"
+#include "panel/health/capture.h"
+#include "panel/health/report_file.h"
+#include "panel/health/trace.h"
+#include "panel/screen/plain_lines.h"
+#include "panel/screen/terminal_table.h"
+#include "panel/web/web.h"
+
+#include <mutex>
+#include <optional>
+
+struct OutputOptions {
+    std::string trace; // "-" is standard output; empty none, as with all of them
+    bool traceFailures = false;
+    std::string capture;
+    std::string report;
+    std::string log;
+    int logEvery = 0; // seconds; 0 each change
+    std::string history;
+    std::string web;      // [ADDRESS:]PORT
+    std::string webToken; // the file that holds it
+    bool quiet = false;   // no values on standard output
+    bool times = false;   // plain lines with the time, on a terminal too
+};
+
+class Outputs {
+public:
+    // Both outlive it; the drivers are loaded, the lines not open yet.
+    Outputs(const PanelFile &panel, Runtime &runtime, const OutputOptions &options);
+
+    // One line on failure.
+    QString open();
+    // Shows values, as a table where there is a terminal. Once the devices are open.
+    void openScreen();
+    // Says what could not be written since the last call, each once: on standard error, or in a row
+    // of the table where one stands.
+    void tellFailures();
+    // Gives the terminal back. Before anybody else writes there.
+    void closeTable();
+    // Whoever read the values has gone: nobody is left to run for.
+    bool isReaderGone() const { return m_values && m_values->isClosed(); }
+    // Once the run has ended. Returns what went wrong, in one line each.
+    QStringList close();
+    // Whether standard error has that line already.
+    bool isTold(const QString &line) const { return m_told.contains(line); }
+
+private:
+    QString openTrace();
+    QString openCapture();
+    QString openReport();
+    QString openLog();
+    QString openHistory();
+    QString openWeb();
+    QString openBroker();
+    QStringList closeBroker();
+    QStringList closeValues();
+    TableModel snapshot() const;
+    // What could not be written so far.
+    QStringList failures() const;
+
+    const PanelFile &m_panel;
+    Runtime &m_runtime;
+    OutputOptions m_options;
+    WriteLog m_writes;
+    std::optional<TerminalTable> m_table;
+    std::optional<PlainLines> m_values; // where there is no table
+    std::optional<Trace> m_trace;
+    std::optional<Capture> m_capture;
+    std::optional<ReportFile> m_report;
+    std::optional<ValueLog> m_log;
+    std::optional<History> m_history;
+    std::optional<Web> m_web;
+    std::optional<Broker> m_broker;
+    QStringList m_told;              // on standard error
+    mutable std::mutex m_notesMutex; // guards m_notes, which the table's thread reads
+    QStringList m_notes;
+};

@@ -1,0 +1,32 @@
+#include "panel/command/write_log.h"
+
+#include <utility>
+
+WriteLog::WriteLog(std::function<void(const QString &line)> say) : m_say(std::move(say)) {}
+
+void WriteLog::add(const QString &line) {
+    const std::lock_guard lock(m_mutex);
+    if (!m_isHeld) {
+        m_say(line);
+        return;
+    }
+    if (m_held.size() == MostHeld) {
+        m_held.pop_front();
+        ++m_leftOut;
+    }
+    m_held.push_back(line);
+}
+
+void WriteLog::hold() {
+    const std::lock_guard lock(m_mutex);
+    m_isHeld = true;
+}
+
+void WriteLog::release() {
+    const std::lock_guard lock(m_mutex);
+    m_isHeld = false;
+    if (m_leftOut > 0)
+        m_say(QString("%1 earlier writes left out").arg(std::exchange(m_leftOut, 0)));
+    for (const QString &line : std::exchange(m_held, {}))
+        m_say(line);
+}

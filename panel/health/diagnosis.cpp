@@ -1,0 +1,71 @@
+#include "panel/health/diagnosis.h"
+
+#include "panel/file/registers.h"
+#include "panel/line/read_frames.h"
+
+namespace {
+
+bool isAbout(const Refusal &refusal, const RegisterSpan &span) {
+    const int first = span.first + wireOffset(span.area);
+    return (refusal.function == ReadInput) == (span.area == InputArea) &&
+           first < refusal.firstRegister + refusal.registers &&
+           refusal.firstRegister < first + span.count;
+}
+
+QStringList namesOf(const PanelFile &panel, std::size_t line, int station, const Refusal &refusal) {
+    QStringList names;
+    for (const Variable &variable : panel.variables) {
+        if (variable.line == line && variable.station == station &&
+            isAbout(refusal, variable.span()))
+            names += variable.name;
+    }
+    return names;
+}
+
+} // namespace
+
+Facts factsOf(const LineFindings &findings, int station) {
+    Facts facts;
+    facts.station = station;
+    facts.strangers = findings.strangers;
+    const auto found = findings.evidence.find(station);
+    if (found != findings.evidence.end())
+        facts.evidence = found->second;
+    return facts;
+}
+
+Facts factsOf(const LineFindings &findings, int station, const PanelFile &panel, std::size_t line) {
+    Facts facts = factsOf(findings, station);
+    facts.responseTimeoutMs = panel.lines[line].responseTimeoutMs;
+    facts.variables = [&panel, line, station](const Refusal &refusal) {
+        return namesOf(panel, line, station, refusal);
+    };
+    return facts;
+}
+
+QStringList causesOf(const Facts &facts) {
+    QStringList causes = likelyCauses(facts);
+    if (facts.evidence.good == facts.evidence.exchanges)
+        causes.removeAll(lineCause(facts.strangers));
+    return causes;
+}
+
+QStringList causesAt(const PanelFile &panel, const LineReports &lines, std::size_t line,
+                     int station) {
+    return causesOf(factsOf(lines[line].findings, station, panel, line));
+}
+
+QStringList conclusionOf(const Facts &facts, const ExchangeCounts &counts) {
+    constexpr int EnoughToTell = 5;
+    QStringList causes = causesOf(facts);
+    const bool isRare = counts.failed() * 100 < counts.exchanges;
+    if (!causes.isEmpty() || isRare || counts.failed() == 0)
+        return causes;
+    return {facts.evidence.exchanges < EnoughToTell
+                ? "too few exchanges to tell why"
+                : "the failures are too few, or too mixed, to tell why"};
+}
+
+QString stationText(int station) {
+    return station == 0 ? "broadcasts" : QString("station %1").arg(station);
+}

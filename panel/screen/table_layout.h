@@ -1,0 +1,31 @@
+// The live table as text of a given size: what stands where, without a terminal.
+#pragma once
+
+#include "panel/screen/table_model.h"
+
+#include <QString>
+
+#include <vector>
+
+enum class TextStyle { Plain, Title, Heading, Old, Bad };
+
+struct TextPiece {
+    QString text;
+    TextStyle style = TextStyle::Plain;
+};
+using TextRow = std::vector<TextPiece>;
+
+struct TableSize {
+    int rows = 24;
+    int columns = 80;
+};
+
+struct TablePage {
+    std::vector<TextRow> rows; // as many as asked for, none wider
+    int first = 0;             // the value that stands first: what was asked for, within bounds
+    int places = 1;            // values that a page has room for
+};
+
+// From the top: a row for each line, the values (side by side where they would not fit below each
+// other and the width allows), the stations with what ails them, which keys page.
+TablePage layoutTable(const TableModel &model, TableSize size, int first);

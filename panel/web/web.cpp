@@ -1,0 +1,51 @@
+#include "panel/web/web.h"
+
+#include "panel/web/server.h"
+
+struct Web::Work {
+    Work(const WebOptions &chosen, const WebSources &given)
+        : options(chosen), sources(given),
+          live(*given.panel, given.report, [this] { server.cutOffTheSlow(); }),
+          routes(options, sources, live, jobs) {}
+
+    const WebOptions options;
+    const WebSources sources;
+    HttpServer server{[this](const Request &request, const Reply &reply) {
+        routes.handle(request, reply);
+    }};
+    JobsThread jobs;
+    Live live;
+    Routes routes;
+};
+
+Web::Web(const WebOptions &options, const WebSources &sources)
+    : m_work(std::make_unique<Work>(options, sources)) {}
+
+Web::~Web() {
+    stop();
+}
+
+QString Web::start() {
+    Q_INIT_RESOURCE(page); // nothing else names it
+    return m_work->server.start(m_work->options);
+}
+
+void Web::stop() {
+    m_work->live.stop();
+    m_work->server.stop();
+}
+
+QString Web::address() const {
+    const QString host = m_work->options.address;
+    return QString("http://%1:%2/")
+        .arg(host.contains(':') ? '[' + host + ']' : host)
+        .arg(m_work->server.port());
+}
+
+void Web::observe(const ValueChange &change) {
+    m_work->live.observe(change);
+}
+
+void Web::observe(const Exchange &exchange) {
+    m_work->live.observe(exchange);
+}
