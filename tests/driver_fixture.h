@@ -1,80 +1,102 @@
-// What every test of the driver shares: variables, frames and states as text, a PLC in memory, and
-// a driver that scripts of one line each run on.
+// What the tests of the driver start from: the driver as it is after loading, the settings of a
+// host, and a verb for each thing that a host does.
 #pragma once
 
-#include "driver/Communication_Protocol.h"
-#include "modbus/checksums.h"
+#include "fresh_driver.h"
 #include "plc_driver.h"
 
-#include <QRegularExpression>
 #include <QStringList>
-#include <QTextStream>
-
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <map>
+#include <string>
 #include <tuple>
-#include <type_traits>
+#include <vector>
 
 // How GoogleTest prints a text.
 inline void PrintTo(const QString &text, std::ostream *out) {
     *out << text.toStdString();
 }
 
-inline QString hex(const QByteArray &data) {
-    return data.toHex(' ').toUpper();
-}
+// The line of a test that calls a verb: a mistake in the test is told there.
+struct Place {
+    const char *file;
+    int line;
 
-// A frame with its CRC.
-inline QByteArray sealed(QByteArray frame) {
-    const int crc = CalCRC(reinterpret_cast<unsigned char *>(frame.data()),
-                           static_cast<unsigned short>(frame.size()));
-    return frame.append(static_cast<char>(crc & 0xFF)).append(static_cast<char>(crc >> 8));
-}
-
-// Hex text as bytes; a "*" at its end stands for the CRC.
-inline QByteArray bytes(const QString &text) {
-    const QByteArray data = QByteArray::fromHex(text.toLatin1());
-    return text.endsWith('*') ? sealed(data) : data;
-}
-
-// A variable as text: "station/regType:address+count", then "=" and its bytes if it has any,
-// and "!" while it is in flight. Its host identifiers, written "@ownerId/itemId", are read only.
-inline QString text(const RW_VAR &var) {
-    const QString line = QString("%1/%2:%3+%4").arg(var.station).arg(var.regType).arg(var.address);
-    return line.arg(var.count) + (var.value.isEmpty() ? "" : "=" + var.value.toHex()) +
-           (var.result == -1 ? "!" : "");
-}
-
-inline QString text(const QList<RW_VAR> &list) {
-    QStringList entries;
-    for (const RW_VAR &var : list) {
-        entries << text(var);
+    static Place here(const char *file = __builtin_FILE(), int line = __builtin_LINE()) {
+        return {file, line};
     }
-    return entries.join(' ');
+    void fail(const std::string &why) const { ADD_FAILURE_AT(file, line) << why; }
+};
+
+// Bytes from upper case hex with a space between them.
+inline QByteArray bytes(const char *hex, Place place = Place::here()) {
+    QByteArray data = QByteArray::fromHex(hex);
+    if (data.toHex(' ').toUpper() != hex) {
+        place.fail("this is no hex: " + std::string(hex));
+    }
+    return data;
 }
 
-// A variable of port 1 from its text.
-inline RW_VAR var(const QString &text) {
-    static const QRegularExpression form(
-        R"(^(-?\d+)/(-?\d+):(-?\d+)\+(-?\d+)(?:=(\w*))?(?:@(-?\d+)/(\d+))?$)");
-    const QRegularExpressionMatch parts = form.match(text);
-    EXPECT_TRUE(parts.hasMatch()) << text.toStdString();
-    const auto number = [&parts](int part) {
-        return parts.captured(part).toInt();
-    };
-    RW_VAR made;
-    made.portId = 1;
-    made.station = number(1);
-    made.regType = number(2);
-    made.address = number(3);
-    made.addressText = parts.captured(3);
-    made.count = number(4);
-    made.value = bytes(parts.captured(5));
-    made.ownerId = number(6);
-    made.itemId = number(7);
-    return made;
+inline std::string hex(const QByteArray &data) {
+    return data.toHex(' ').toUpper().toStdString();
+}
+
+// Every field of a record: one more or fewer in RW_VAR, and this does not compile.
+inline auto fieldsOf(const RW_VAR &var) {
+    const auto &[ownerId, itemId, isWrite, remoteMode, portId, result, hostText, addressText,
+                 regType, address, station, count, saveMode, spare, value] = var;
+    return std::tie(ownerId, itemId, isWrite, remoteMode, portId, result, hostText, addressText,
+                    regType, address, station, count, saveMode, spare, value);
+}
+
+// A write with a value of its own in every field, for what must not lose any.
+inline RW_VAR filledRecord() {
+    return {1, 2, 1, 4, 5, 6, "host", "100", 7, 100, 11, 1, 13, 14, bytes("34 12")};
+}
+
+// The part of PLC memory that a queued request is for, and what it writes there.
+struct Piece {
+    int station, regType, address, count;
+    std::string value{}; // hex
+};
+
+inline bool operator==(const Piece &a, const Piece &b) {
+    return std::tie(a.station, a.regType, a.address, a.count, a.value) ==
+           std::tie(b.station, b.regType, b.address, b.count, b.value);
+}
+
+inline void PrintTo(const Piece &piece, std::ostream *out) {
+    *out << "station " << piece.station << " type " << piece.regType << ": " << piece.count
+         << " from " << piece.address << (piece.value.empty() ? "" : " = ") << piece.value;
+}
+
+using Pieces = std::vector<Piece>;
+
+inline Piece pieceOf(const RW_VAR &var) {
+    return {var.station, var.regType, var.address, var.count, hex(var.value)};
+}
+
+inline Pieces piecesOf(const QList<RW_VAR> &list) {
+    Pieces pieces;
+    for (const RW_VAR &var : list) {
+        pieces.push_back(pieceOf(var));
+    }
+    return pieces;
+}
+
+// A variable of port 1, as a host hands it to the queues, or as framing gets it.
+inline RW_VAR variable(const Piece &piece, Place place = Place::here()) {
+    RW_VAR var;
+    var.ownerId = 3;
+    var.itemId = 7;
+    var.portId = 1;
+    var.regType = piece.regType;
+    var.address = piece.address;
+    var.addressText = QString::number(piece.address);
+    var.station = piece.station;
+    var.count = piece.count;
+    var.value = bytes(piece.value.c_str(), place);
+    return var;
 }
 
 inline VARDEF definition(int station, int regType, const QString &address, int count) {
@@ -82,254 +104,121 @@ inline VARDEF definition(int station, int regType, const QString &address, int c
     made.station = static_cast<unsigned char>(station);
     made.regType = static_cast<unsigned char>(regType);
     made.addressText = address;
-    made.hostText = address + "!";
+    made.hostText = "text of " + address;
     made.count = count;
     return made;
 }
 
-// A variable with a number of its own in every field, and all fields in a row.
-inline const RW_VAR Filled{1, 2, 3, 4, 5, 6, "7", "8", 9, 10, 11, 12, 13, 14, "15"};
-
-inline QString fieldsOf(const RW_VAR &v) {
-    QString fields;
-    QTextStream out(&fields);
-    out << v.ownerId << v.itemId << v.isWrite << v.remoteMode << v.portId << v.result << v.hostText
-        << v.addressText << v.regType << v.address << v.station << v.count << v.saveMode << v.spare
-        << v.value;
-    out.flush();
-    return fields;
-}
-
-// What a request looks like: its frame, [replyLength dataOffset dataLength], its variable.
-inline QString text(const Protocol &request) {
-    EXPECT_EQ(request.frameLength, request.frame.size());
-    const QString reply = QString(" [%1 %2 %3] ").arg(request.replyLength).arg(request.dataOffset);
-    return hex(request.frame) + reply.arg(request.dataLength) + text(request.var);
-}
-
-// Registers by (function, station, register): 3 holding registers, 4 input registers.
-struct MemoryPlc {
-    std::map<std::tuple<int, int, int>, int> registers;
-
-    QByteArray answer(const QByteArray &frame) {
-        const auto at = [&frame](int i) {
-            return static_cast<unsigned char>(frame.at(i));
-        };
-        const int first = at(2) * 256 + at(3);
-        const int count = at(4) * 256 + at(5);
-        QByteArray reply = frame.left(2).append(static_cast<char>(2 * count));
-        for (int i = 0; i < count; ++i) {
-            int &value = registers[{at(1) == 4 ? 4 : 3, at(0), first + i}];
-            value = at(1) == 16 ? at(7 + 2 * i) * 256 + at(8 + 2 * i) : value;
-            reply.append(static_cast<char>(value >> 8)).append(static_cast<char>(value & 0xFF));
-        }
-        return sealed(at(1) == 16 ? frame.left(6) : reply);
-    }
-};
-
-// The callbacks so far, each with the lengths of writeList, onceReadList and requestList and
-// currentVar.itemId as they were while it ran.
-inline QStringList reports;
-
-inline void report(const QString &event) {
-    const Communication_Protocol &d = PLC_driver;
-    reports << QString("%1[%2 %3 %4 %5]")
-                   .arg(event)
-                   .arg(d.writeList.size())
-                   .arg(d.onceReadList.size())
-                   .arg(d.requestList.size())
-                   .arg(d.currentVar.itemId);
-}
-
-inline int logFinish(void *context, int ownerId, int itemId, int status) {
-    EXPECT_EQ(context, &reports);
-    report(QString("%1/%2=%3").arg(ownerId).arg(itemId).arg(status));
-    return 0;
-}
-
-inline int logFail(QList<RW_VAR> *list, int ownerId, int flag) {
-    EXPECT_TRUE(list->isEmpty());
-    list->append(RW_VAR());
-    report(QString("fail %1 %2").arg(ownerId).arg(flag));
-    return 0;
-}
-
-// The words of a command.
-struct Words : QStringList {
-    using QStringList::QStringList;
-    explicit Words(const QString &command) : QStringList(command.simplified().split(' ')) {}
-    int number(int i) const { return value(i).toInt(); }
-    QByteArray data(int i) const { return bytes(QStringList(mid(i)).join(' ')); }
-    QList<RW_VAR> vars() const {
-        QList<RW_VAR> made;
-        for (int i = 1; i < size(); ++i) {
-            made << var(at(i));
-        }
-        return made;
-    }
-};
-
-// The driver as it is after loading, with a port block in place, and scripts to run on it.
 class Driver : public testing::Test {
 protected:
-    Driver() {
-        on("set", [this](const Words &w) { *settings.at(w[1]) = w.number(2); });
-        on("failed", [](const Words &) { PLC_driver.commFailed = true; });
-        on("W", [](const Words &w) { PLC_driver.writeList = w.vars(); });
-        on("O", [](const Words &w) { PLC_driver.onceReadList = w.vars(); });
-        on("C", [](const Words &w) { PLC_driver.readList = w.vars(); });
-        on("image", [](const Words &w) { DataStorage[w.number(1)][w.number(2)] = w.data(3); });
-        on("ask", [](const Words &) { return asked(); });
-        on("reply", [](const Words &w) { return deliver(w.data(1)); });
-    }
+    Driver() { restart(); }
 
-    void SetUp() override { reset(); }
-
-    void reset() {
-        Communication_Protocol &d = PLC_driver;
-        d.readList = d.writeList = d.onceReadList = QList<RW_VAR>();
-        d.requestList.clear();
-        d.disabledStations.clear();
-        d.currentVar = RW_VAR();
-        d.listKind = NoList;
-        d.writeBurst = d.onceBurst = d.passCount = 0;
-        d.commFailed = false;
-        DataStorage.clear();
+    // The driver as it is after loading, with a host of useful settings.
+    void restart() {
+        resetDriver();
         reports.clear();
-        plc.registers.clear();
         info = ComInfo();
         info.blockLimit = 100;
         info.defaultStation = 9;
-        info.useVarStation = info.portId = 1;
+        info.useVarStation = 1;
+        info.portId = 1;
         info.commMode = 2;
         info.hostContext = &reports;
         SetComInfo(&info);
-        RegistCallBackFuncIntf(logFinish, logFail);
+        RegistCallBackFuncIntf(onFinish, onFail);
     }
 
-    // Runs a script. A line is a row of its own, "|" ends a row too. A row holds commands with ";"
-    // between them, and starts with a new driver, unless its first sign is "&". Behind "=>" stands
-    // what its last command answers and which of the `watched` parts of the state it changes.
-    void run(const QString &watched, const QByteArray &script) {
-        const QStringList rows = QString(script).replace('\n', '|').split('|', Qt::SkipEmptyParts);
-        for (QString row : rows) {
-            if (!row.trimmed().startsWith('&')) {
-                reset();
-            }
-            const QStringList sides = row.remove('&').split("=>");
-            QString answer;
-            std::map<QString, QString> before;
-            for (const QString &command : sides[0].split(';')) {
-                before = state();
-                const Words words(command);
-                answer = words[0].isEmpty() ? "" : commands.at(words[0])(words);
-            }
-            std::map<QString, QString> after = state();
-            for (const QString &part : watched.split(' ', Qt::SkipEmptyParts)) {
-                answer += before.at(part) == after.at(part) ? "" : " " + part + "=" + after[part];
-            }
-            EXPECT_EQ(answer.simplified(), sides.value(1).simplified()) << row.toStdString();
-        }
-    }
+    // A screen's calls, of owner 3 unless another is given; each returns what the driver does.
 
-    std::map<QString, QString> state() const {
-        const Communication_Protocol &d = PLC_driver;
-        const auto pair = [](int a, int b) {
-            return QString("%1/%2").arg(a).arg(b);
-        };
-        QStringList requests;
-        QStringList off;
-        QStringList areas;
-        for (const Protocol &request : d.requestList) {
-            requests << text(request);
-        }
-        for (auto it = d.disabledStations.begin(); it != d.disabledStations.end(); ++it) {
-            off << pair(it.key(), it.value());
-        }
-        for (auto station = DataStorage.begin(); station != DataStorage.end(); ++station) {
-            for (auto area = station->begin(); area != station->end(); ++area) {
-                const QString size = QString("%1 bytes").arg(area->size());
-                areas << pair(station.key(), area.key()) + ":" +
-                             (area->size() > 64 ? size : hex(area.value()));
-            }
-        }
-        const RW_VAR &current = d.currentVar;
-        return {{"W", text(d.writeList)},
-                {"O", text(d.onceReadList)},
-                {"C", text(d.readList)},
-                {"kind", QString::number(d.listKind)},
-                {"burst", pair(d.writeBurst, d.onceBurst)},
-                {"pass", pair(d.passCount, info.scanDone)},
-                {"failed", d.commFailed ? "1" : "0"},
-                {"retry", QString::number(info.retryCount)},
-                {"off", off.join(' ')},
-                {"frames", pair(info.frameCount, info.frameIndex)},
-                {"requests", requests.join(", ")},
-                {"current", text(current) + "@" + pair(current.ownerId, current.itemId)},
-                {"reports", reports.join(' ')},
-                {"image", areas.join(' ')}};
-    }
-
-    // SetRegisterData of owner 1 and item 2, unless others are given.
-    static int write(int regType, QString address, int station, QByteArray data, int count,
-                     int ownerId = 1, int itemId = 2) {
+    static int write(int regType, const char *address, int count, const QByteArray &value,
+                     int station = 1, int itemId = 7, int ownerId = 3) {
         QString host = "host";
-        return SetRegisterData(&host, regType, &address, station, &data, count, ownerId, itemId);
+        QString text = address;
+        QByteArray data = value;
+        return SetRegisterData(&host, regType, &text, station, &data, count, ownerId, itemId);
     }
 
-    static QString read(int regType, const QString &address, int station, int count) {
-        QByteArray answer = "old";
-        const int result = GetRegisterData(nullptr, regType, address, station, &answer, count);
-        return QString("%1 %2").arg(result).arg(hex(answer));
+    static int queueRead(int regType, const char *address, int count, int station = 1,
+                         int itemId = 7, int ownerId = 3) {
+        RW_VAR var = variable({station, regType, 0, count});
+        var.addressText = address;
+        var.itemId = itemId;
+        var.ownerId = ownerId;
+        return AddListOnceReadVar(&var, 0);
     }
 
-    // The next request's frame.
-    static QString asked() {
-        const Protocol *request = ComCommunication();
-        return request == nullptr ? "-" : hex(request->frame);
+    static std::string screen(int regType, const char *address, int count, int station = 1) {
+        QByteArray shown = "old";
+        EXPECT_EQ(GetRegisterData(nullptr, regType, address, station, &shown, count), 1);
+        return hex(shown);
     }
 
-    // Hands in a reply to the pending request and returns the result code.
-    static int deliver(QByteArray reply) { return DataCom(&reply, reply.size())->result; }
+    // Puts a value into the image alone.
+    void show(int regType, const char *address, int count, const QByteArray &value) {
+        info.commMode = 1;
+        EXPECT_EQ(write(regType, address, count, value), 1);
+        info.commMode = 2;
+    }
 
-    // One turn of the host's loop with the PLC answering: where the request came from.
-    QString exchange() {
+    // The communication thread's turn.
+
+    // The frame that goes out next.
+    static std::string ask() {
         const Protocol *request = ComCommunication();
         if (request == nullptr) {
-            return "-";
+            return "nothing";
         }
-        QString list = QString("CWO").mid(PLC_driver.listKind, 1);
-        deliver(plc.answer(request->frame));
-        return list;
+        EXPECT_EQ(request->frameLength, request->frame.size());
+        return hex(request->frame);
     }
 
-    // Calls a function with a variable that it must not change.
-    static void callWith(void (*function)(RW_VAR *), RW_VAR var) {
-        const QString before = text(var);
-        function(&var);
-        EXPECT_EQ(text(var), before);
+    // Hands in what came back and returns the result code.
+    static int answer(const char *reply, Place place = Place::here()) {
+        QByteArray received = bytes(reply, place);
+        if (PLC_driver.requestList.isEmpty()) {
+            place.fail("nothing is in flight that could be answered");
+        }
+        return DataCom(&received, received.size())->result;
     }
 
-    // Makes a command known; what its function returns is the answer.
-    template <typename Function>
-    void on(const char *name, Function function) {
-        commands[name] = [function](const Words &w) {
-            if constexpr (std::is_void_v<decltype(function(w))>) {
-                function(w);
-                return QString();
-            } else {
-                return QString("%1").arg(function(w));
-            }
-        };
+    static int noAnswer(Place place = Place::here()) { return answer("", place); }
+
+    // A request is given up, and the line counts as failed until the next good reply.
+    static void failTheLine() {
+        queueRead(7, "0", 1);
+        ask();
+        noAnswer();
+        reports.clear();
+        ASSERT_TRUE(PLC_driver.commFailed);
+    }
+
+    // The reports to the host since the last time.
+    static std::string takeReports() {
+        const QString joined = reports.join("; ");
+        reports.clear();
+        return joined.toStdString();
     }
 
     ComInfo info{};
-    MemoryPlc plc;
-    std::map<QString, std::function<QString(const Words &)>> commands;
-    const std::map<QString, int *> settings{
-        {"blockLimit", &info.blockLimit}, {"defaultStation", &info.defaultStation},
-        {"retryLimit", &info.retryLimit}, {"useVarStation", &info.useVarStation},
-        {"remoteMode", &info.remoteMode}, {"commMode", &info.commMode},
-        {"frameIndex", &info.frameIndex}, {"scanDone", &info.scanDone},
-        {"retryCount", &info.retryCount}, {"passCount", &PLC_driver.passCount}};
+    // The number of writes, and the item that ended last, as the callbacks saw them.
+    static inline std::pair<int, int> atReport, atFailure;
+
+private:
+    static int onFinish(void *context, int ownerId, int itemId, int status) {
+        EXPECT_EQ(context, &reports);
+        const QString end = QStringList{"0", "answered", "given up"}.value(status, "unknown");
+        reports << QString("owner %1 item %2 %3").arg(ownerId).arg(itemId).arg(end);
+        atReport = {PLC_driver.writeList.size(), PLC_driver.currentVar.itemId};
+        return 0;
+    }
+
+    static int onFail(QList<RW_VAR> *list, int ownerId, int flag) {
+        EXPECT_TRUE(list->isEmpty());
+        EXPECT_EQ(flag, 1);
+        reports << QString("owner %1 failed").arg(ownerId);
+        atFailure = {PLC_driver.writeList.size(), PLC_driver.currentVar.itemId};
+        return 0;
+    }
+
+    static inline QStringList reports;
 };
