@@ -4,6 +4,7 @@
 #include "driver/Communication_Protocol.h"
 #include "image/store.h"
 #include "plc_driver.h"
+#include "tests/fresh_driver.h"
 
 #include <climits>
 #include <cstdio>
@@ -14,16 +15,6 @@ namespace {
 constexpr int Extremes[] = {INT_MIN, INT_MIN + 1, INT_MAX / -2, -65536,      -16,         -5,
                             -3,      -2,          -1,           0,           1,           2,
                             65535,   65536,       MaxAreaBytes, INT_MAX / 8, INT_MAX - 1, INT_MAX};
-
-int onFinish(void * /*context*/, int /*ownerId*/, int /*itemId*/, int status) {
-    require(status == 1 || status == 2, "a finish report has status 1 or 2");
-    return 0;
-}
-
-int onFail(QList<RW_VAR> *list, int /*ownerId*/, int flag) {
-    require(list != nullptr && list->isEmpty() && flag == 1, "a fail report has an empty list");
-    return 0;
-}
 
 } // namespace
 
@@ -72,21 +63,13 @@ ComInfo &freshDriver(FuzzedDataProvider &input) {
     info.remoteMode = input.ConsumeIntegralInRange(0, 3) == 0 ? 1 : 0;
     info.portId = input.ConsumeIntegralInRange(0, 2);
     info.commMode = input.ConsumeIntegralInRange(0, 7) == 0 ? 1 : 2;
-    PLC_driver.readList.clear();
-    PLC_driver.writeList.clear();
-    PLC_driver.onceReadList.clear();
-    PLC_driver.requestList.clear();
-    PLC_driver.disabledStations.clear();
-    PLC_driver.currentVar = RW_VAR();
-    PLC_driver.listKind = NoList;
-    PLC_driver.writeBurst = 0;
-    PLC_driver.onceBurst = 0;
-    PLC_driver.passCount = 0;
+    resetDriver();
     PLC_driver.commFailed = input.ConsumeBool();
-    DataStorage.clear();
     SetComInfo(&info);
-    const bool listening = input.ConsumeBool();
-    RegistCallBackFuncIntf(listening ? onFinish : nullptr, listening ? onFail : nullptr);
+    if (input.ConsumeBool()) {
+        RegistCallBackFuncIntf([](void *, int, int, int) { return 0; },
+                               [](QList<RW_VAR> *, int, int) { return 0; });
+    }
     return info;
 }
 

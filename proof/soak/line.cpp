@@ -1,129 +1,116 @@
 // Draws a fault for an exchange and does it.
 #include "line.h"
 
-#include "sealing.h"
+#include <algorithm>
 
 namespace {
 
 constexpr size_t MostLate = 8;
 
-// An exchange of a broadcast has no reply that could be harmed.
-const Fault BroadcastFaults[] = {Fault::RequestLost, Fault::Noise};
-const Fault ReplyFaults[] = {Fault::RequestLost, Fault::ReplyLost, Fault::Late,      Fault::Short,
-                             Fault::Long,        Fault::Flipped,   Fault::Foreign,   Fault::Stale,
-                             Fault::Stale,       Fault::Late,      Fault::Exception, Fault::Noise};
+const Fault ReplyFaults[] = {Fault::RequestLost, Fault::ReplyLost, Fault::Late,      Fault::Late,
+                             Fault::Short,       Fault::Long,      Fault::Flipped,   Fault::Foreign,
+                             Fault::Stale,       Fault::Stale,     Fault::Exception, Fault::Noise};
 
-// The same reply, sound, from another station.
-QByteArray foreignReply(QByteArray reply, int step) {
-    if (reply.size() <= 2)
-        return reply;
-    reply.chop(2);
-    reply[0] = static_cast<char>(static_cast<unsigned char>(reply.at(0)) + step);
-    return sealed(reply);
+bool isUnheard(Fault fault) {
+    return fault == Fault::RequestLost || fault == Fault::Exception;
 }
 
-QByteArray refusal(const RW_VAR &asked, int code) {
-    QByteArray reply(1, static_cast<char>(asked.station));
-    reply.append(static_cast<char>(asked.isWrite != 0 ? 0x90 : 0x83));
-    return sealed(reply.append(static_cast<char>(code)));
+bool looksAwaited(const Protocol &request, const QByteArray &bytes) {
+    return bytes.size() == request.replyLength && !bytes.isEmpty() &&
+           bytes.at(0) == request.frame.at(0) && hasItsCrc(bytes);
 }
 
 } // namespace
 
+// Of a broadcast there is no reply that could be harmed.
 Fault Line::draw(const Protocol &request) {
     if (!random.percent(faultPercent))
         return Fault::None;
-    const Fault fault =
-        request.replyLength == 0 ? random.pick(BroadcastFaults) : random.pick(ReplyFaults);
+    if (request.replyLength == 0)
+        return Fault::Noise;
+    const Fault fault = random.pick(ReplyFaults);
     return fault == Fault::Stale && late.empty() ? Fault::Late : fault;
 }
 
 Received Line::exchange(const Protocol &request) {
-    Received received;
-    Fault fault = draw(request);
-    received.delivered = fault != Fault::RequestLost && fault != Fault::Exception;
-    QByteArray reply;
-    if (received.delivered)
-        reply = plant.serve(request.frame.left(request.frameLength), remote);
-    const auto target = plant.stations.find(request.var.station);
-    const bool dead = target != plant.stations.end() && !target->second.alive;
-    if (dead && fault != Fault::Stale && fault != Fault::Noise)
-        fault = Fault::Dead;
-    ++tally[fault];
-    received.bytes = reply;
-    damage(fault, request, received.bytes);
-    received.genuine = received.delivered && received.bytes == reply;
-    return received;
+    const Fault fault = draw(request);
+    const bool broadcast = request.replyLength == 0;
+    stations.changes.clear();
+    const QByteArray own =
+        isUnheard(fault) ? QByteArray() : stations.answer(request.frame.left(request.frameLength));
+    const bool dead = !isUnheard(fault) && own.isEmpty() && !broadcast;
+    ++tally.faults[dead ? Fault::Dead : fault];
+    QByteArray bytes = heard(fault, request, own);
+    if (bytes != own && looksAwaited(request, bytes))
+        bytes.clear();
+    return {bytes, bytes == own && own.size() == request.replyLength};
 }
 
-void Line::damage(Fault fault, const Protocol &request, QByteArray &reply) {
+QByteArray Line::heard(Fault fault, const Protocol &request, const QByteArray &own) {
     switch (fault) {
-    case Fault::Late:
-        late.push_back(reply);
-        if (late.size() > MostLate)
-            late.pop_front();
-        reply.clear();
-        break;
-    case Fault::ReplyLost:
     case Fault::RequestLost:
-        reply.clear();
-        break;
+    case Fault::ReplyLost:
+        return {};
+    case Fault::Late:
+        keepLate(own);
+        return {};
     case Fault::Short:
-        reply.truncate(random.below(qMax(1, reply.size())));
-        break;
+        return own.left(random.below(std::max(1, own.size())));
     case Fault::Long:
-        reply += noise(0);
-        break;
+        return own + noise(random.between(1, 40));
     case Fault::Flipped:
-        flip(reply);
-        break;
+        return flipped(own);
     case Fault::Foreign:
-        reply = foreignReply(reply, random.between(1, 255));
-        break;
+        return foreign(own);
     case Fault::Stale:
-        reply = staleReply(request);
-        break;
+        return takeLate();
     case Fault::Exception:
-        reply = refusal(request.var, random.between(1, 6));
-        break;
+        return refusal(request);
     case Fault::Noise:
-        reply = noise(request.replyLength);
-        break;
+        return noise(random.oneIn(2) ? request.replyLength : random.between(1, 40));
     default:
-        break;
+        return own;
     }
 }
 
-// A CRC notices up to three bits always, more nearly always.
-void Line::flip(QByteArray &reply) {
-    const int flips = undetectable && random.oneIn(8) ? 40 : random.between(1, 3);
-    for (int i = 0; i < flips && !reply.isEmpty(); ++i) {
+QByteArray Line::flipped(QByteArray reply) {
+    const int bits = random.between(1, 3);
+    for (int i = 0; i < bits && !reply.isEmpty(); ++i) {
         const int at = random.below(reply.size());
         reply[at] = static_cast<char>(reply.at(at) ^ (1 << random.below(8)));
     }
+    return reply;
 }
 
-// Half of the time one that the master cannot tell from its own reply, when there is one.
-QByteArray Line::staleReply(const Protocol &request) {
-    size_t chosen = static_cast<size_t>(random.below(static_cast<int>(late.size())));
-    const auto alike = [&request](const QByteArray &reply) {
-        return reply.size() == request.replyLength && !reply.isEmpty() &&
-               reply.at(0) == static_cast<char>(request.var.station);
-    };
-    if (undetectable && random.oneIn(2)) {
-        for (size_t i = 0; i < late.size(); ++i) {
-            if (alike(late[i]))
-                chosen = i;
-        }
-    }
-    const QByteArray reply = late[chosen];
-    late.erase(late.begin() + static_cast<std::ptrdiff_t>(chosen));
-    return !undetectable && alike(reply) ? QByteArray() : reply;
+// The same reply, sound, from another station.
+QByteArray Line::foreign(QByteArray reply) {
+    if (reply.isEmpty())
+        return reply;
+    reply[0] = static_cast<char>(reply.at(0) + random.between(1, 255));
+    return withCrc(reply.chopped(2));
 }
 
-QByteArray Line::noise(int usualLength) {
-    const bool usual = undetectable && usualLength > 0 && random.oneIn(2);
-    QByteArray bytes(usual ? usualLength : random.between(1, 40), '\0');
+QByteArray Line::refusal(const Protocol &request) {
+    QByteArray reply = request.frame.left(2);
+    reply[1] = static_cast<char>(reply.at(1) | 0x80);
+    return withCrc(reply.append(static_cast<char>(random.between(1, 6))));
+}
+
+void Line::keepLate(const QByteArray &reply) {
+    late.push_back(reply);
+    if (late.size() > MostLate)
+        late.pop_front();
+}
+
+QByteArray Line::takeLate() {
+    const auto chosen = late.begin() + random.below(static_cast<int>(late.size()));
+    QByteArray reply = *chosen;
+    late.erase(chosen);
+    return reply;
+}
+
+QByteArray Line::noise(int size) {
+    QByteArray bytes(size, '\0');
     for (char &byte : bytes)
         byte = random.byte();
     return bytes;

@@ -2,38 +2,39 @@
 #pragma once
 
 #include "driver/records.h"
-#include "plant.h"
 #include "random.h"
 #include "tally.h"
-
-#include <QByteArray>
+#include "tests/stations.h"
 
 #include <deque>
 
 struct Received {
-    QByteArray bytes;       // what the host collects before its time-out
-    bool delivered = false; // the request reached the stations
-    bool genuine = false;   // the bytes are this request's own reply, unharmed
+    QByteArray bytes;     // what the host collects before its time-out
+    bool genuine = false; // the station's own reply, unharmed; of a broadcast, silence
 };
 
+// Never makes what no master could tell from the awaited reply: a late one of the same station and
+// length, four or more turned bits that leave the CRC right, or a broadcast that is lost.
 class Line {
 public:
-    Line(Plant &plant, Random &random, Tally &tally) : plant(plant), random(random), tally(tally) {}
+    Line(Stations &stations, Random &random, Tally &tally)
+        : stations(stations), random(random), tally(tally) {}
 
     Received exchange(const Protocol &request);
 
     int faultPercent = 0;
-    bool remote = false;      // request frames are those of the remote-mode link
-    bool undetectable = true; // late replies may take the place of another reply of their length
 
 private:
     Fault draw(const Protocol &request);
-    void damage(Fault fault, const Protocol &request, QByteArray &reply);
-    void flip(QByteArray &reply);
-    QByteArray staleReply(const Protocol &request);
-    QByteArray noise(int usualLength);
+    QByteArray heard(Fault fault, const Protocol &request, const QByteArray &own);
+    QByteArray flipped(QByteArray reply);
+    QByteArray foreign(QByteArray reply);
+    QByteArray refusal(const Protocol &request);
+    void keepLate(const QByteArray &reply);
+    QByteArray takeLate();
+    QByteArray noise(int size);
 
-    Plant &plant;
+    Stations &stations;
     Random &random;
     Tally &tally;
     std::deque<QByteArray> late;

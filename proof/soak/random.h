@@ -4,6 +4,7 @@
 #include <QtGlobal>
 
 #include <cstddef>
+#include <vector>
 
 class Random {
 public:
@@ -28,10 +29,16 @@ public:
     bool oneIn(int n) { return below(n) == 0; }
     bool percent(int share) { return below(100) < share; }
     char byte() { return static_cast<char>(below(256)); }
+    quint16 word() { return static_cast<quint16>(below(65536)); }
 
     template <typename T, std::size_t Size>
     T pick(const T (&choices)[Size]) {
-        return choices[static_cast<std::size_t>(below(static_cast<int>(Size)))];
+        return choices[below(static_cast<int>(Size))];
+    }
+
+    template <typename T>
+    T pick(const std::vector<T> &choices) {
+        return choices[static_cast<std::size_t>(below(static_cast<int>(choices.size())))];
     }
 
 private:

@@ -1,14 +1,13 @@
-// One round: a fresh driver, a plant and a line drawn from a seed, exchanges with faults and then
-// the calm in which image and PLC must become equal.
+// One round: a fresh driver, stations and a line drawn from a seed, exchanges with faults, and then
+// the calm in which image and PLC become equal.
 #pragma once
 
-#include "round_setup.h"
 #include "tally.h"
 
 #include <string>
 
-// Runs the round; empty, or the violation that ended it.
-std::string runRound(quint64 seed, ScreenChoice screens, Tally &tally);
+// Screens act between the calls. Empty, or the broken promise with what repeats it.
+std::string runRound(quint64 seed, Tally &tally);
 
-// Puts the loaded driver back to where loading it left it.
-void resetDriver();
+// Each screen on a thread of its own.
+std::string runThreadedRound(quint64 seed, int threads, Tally &tally);
