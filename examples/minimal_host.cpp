@@ -18,13 +18,24 @@ static QByteArray exchange(QSerialPort &port, const Protocol &request) {
     return reply;
 }
 
+// A late answer to another request has the right station and checksum, too.
+static bool isAnswer(const QByteArray &reply, const Protocol &request) {
+    if (reply.size() < 6 || reply.at(1) != request.frame.at(1)) {
+        return false; // another function, or an exception
+    }
+    const bool isRead = request.dataLength > 0;
+    return isRead ? static_cast<unsigned char>(reply.at(2)) == request.dataLength
+                  : reply.mid(2, 4) == request.frame.mid(2, 4); // register and count
+}
+
 int main(int argc, char **argv) {
     const QCoreApplication application(argc, argv);
     QSerialPort port(application.arguments().value(1, "/dev/ttyS0"));
     port.setBaudRate(QSerialPort::Baud19200);
     port.setParity(QSerialPort::EvenParity);
     if (!port.open(QIODevice::ReadWrite)) {
-        qFatal("%s", qPrintable(port.errorString()));
+        qCritical("%s: %s", qPrintable(port.portName()), qPrintable(port.errorString()));
+        return 1;
     }
     static ComInfo info{};  // the driver keeps its address
     info.blockLimit = 100;  // registers in one request
@@ -44,7 +55,8 @@ int main(int argc, char **argv) {
     for (int turn = 0; turn < 20; ++turn) {
         if (const Protocol *request = ComCommunication()) {
             QByteArray reply = exchange(port, *request);
-            if (DataCom(&reply, reply.size())->result == 1) {
+            const int length = isAnswer(reply, *request) ? reply.size() : 0; // 0: as none
+            if (DataCom(&reply, length)->result == 1) {
                 info.retryCount = 0; // or failures of different requests would add up
             } else {
                 QThread::msleep(500); // let a late reply come and go before the next request
