@@ -21,5 +21,7 @@ foreach(folder usr/lib lib)
   string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT
     " -Wl,-rpath-link,${PANEL_SYSROOT}/${folder}/${CMAKE_LIBRARY_ARCHITECTURE}")
 endforeach()
+# The linker script of ncurses names a library that lies there.
+string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " -L${PANEL_SYSROOT}/lib/${CMAKE_LIBRARY_ARCHITECTURE}")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "${CMAKE_EXE_LINKER_FLAGS_INIT}")
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L ${PANEL_SYSROOT})

@@ -13,7 +13,8 @@ set_target_properties(modbus_rtu_driver PROPERTIES
   VERSION ${PROJECT_VERSION}
   SOVERSION ${PROJECT_VERSION_MAJOR}
   CXX_VISIBILITY_PRESET hidden
-  VISIBILITY_INLINES_HIDDEN ON)
+  VISIBILITY_INLINES_HIDDEN ON
+  UNITY_BUILD OFF) # the checks look at it as it is shipped
 target_link_options(modbus_rtu_driver PRIVATE LINKER:-Bsymbolic)
 if(NOT SANITIZE)
   target_link_options(modbus_rtu_driver PRIVATE LINKER:--no-undefined)
@@ -21,3 +22,4 @@ endif()
 # Code that names the exported data must reach it through its GOT: the library keeps its own copy.
 target_compile_options(modbus_rtu_driver PUBLIC -fPIC)
 project_warnings(modbus_rtu_driver)
+precompile_headers(modbus_rtu_driver)

@@ -3,8 +3,15 @@
 
 # What each kind of work needs, all of it from Debian.
 readonly build_packages=(cmake make g++ pkg-config qtbase5-dev)
-readonly program_packages=(libqt5serialport5-dev libmodbus-dev)
-readonly test_packages=(libgtest-dev libbenchmark-dev binutils)
+readonly program_packages=(libqt5serialport5-dev libmodbus-dev libcli11-dev libpcap-dev
+    libsqlite3-dev libncurses-dev libmicrohttpd-dev libjs-chart.js libmosquitto-dev)
+readonly test_packages=(libgtest-dev libbenchmark-dev binutils python3-jsonschema tshark
+    abigail-tools doxygen tmux mosquitto mosquitto-clients openssl help2man mandoc)
+# What makes the Debian packages, and what looks at them.
+readonly package_packages=(dpkg-dev fakeroot help2man lintian mmdebstrap systemd)
+readonly web_packages=(chromium chromium-driver python3-selenium)
+# What measures the panel beside another master, and draws it.
+readonly bench_packages=(gnuplot-nox libbenchmark-dev python3)
 readonly fuzz_packages=(clang libclang-rt-dev llvm)
 readonly panel_packages=(g++-arm-linux-gnueabihf qemu-user)
 
