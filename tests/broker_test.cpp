@@ -70,9 +70,11 @@ protected:
         }
     }
 
+    // It keeps all that its listener has not taken yet, beyond a thousand too, and says nothing
+    // that nobody reads: it would wait for a reader.
     void startBroker(const QByteArray &more = "allow_anonymous true\n") {
-        write("broker.conf",
-              "user root\nlistener " + QByteArray::number(port) + " 127.0.0.1\n" + more);
+        write("broker.conf", "user root\nlog_dest none\nmax_queued_messages 0\nlistener " +
+                                 QByteArray::number(port) + " 127.0.0.1\n" + more);
         broker.start(MOSQUITTO, {"-c", directory.filePath("broker.conf")});
         ASSERT_TRUE(broker.waitForStarted(PatienceMs));
         waitFor("the broker", [this] { return Loopback(port).isListenedAt(); });
@@ -121,8 +123,10 @@ protected:
         QElapsedTimer patience;
         patience.start();
         while (!holds()) {
-            ASSERT_LT(patience.elapsed(), PatienceMs) << "in vain for: " << what << "\n"
-                                                      << qPrintable(panelSaid());
+            ASSERT_LT(patience.elapsed(), PatienceMs)
+                << "in vain for: " << what << "; " << arrived.size() << " arrived, the last: "
+                << (arrived.empty() ? "none" : qPrintable(arrived.back().text)) << "\n"
+                << qPrintable(panelSaid());
             QThread::msleep(20);
             listener.waitForReadyRead(1);
             while (listener.canReadLine())
