@@ -97,8 +97,8 @@ Q_DECL_EXPORT int PLCAddressChangeIntef(int regType, QString &addressText);
 
 /// Replaces the cyclic list by block requests that cover the definitions, ordered by station, area
 /// and register, each of at most blockLimit registers; a blockLimit of 1 joins equal addresses only
-/// and cuts nothing. Invalid addresses and station 0 are skipped. Restarts the pass (scanDone 0)
-/// unless there are no definitions.
+/// and cuts nothing. Invalid addresses, station 0, and what would become more than 65 536 requests
+/// are skipped. Restarts the pass (scanDone 0) unless there are no definitions.
 /// Returns the number of requests; 0 with an empty list too when blockLimit is below 1. Takes
 /// listMutex.
 Q_DECL_EXPORT int ReCreatReadVarList(QList<VARDEF> *definitions);

@@ -5,8 +5,8 @@
 
 #include <QList>
 
-// Most requests, or queued writes, that one variable is cut into: more than the registers that an
-// address on the wire can tell apart. A longer variable gets none at all.
+// Most requests of the cyclic list, or queued writes, that one variable is cut into: more than the
+// registers that an address on the wire can tell apart. A longer variable gets none at all.
 constexpr int MaxPieces = 65536;
 
 // Sorts by address, ascending; equal addresses keep their order.

@@ -1,5 +1,6 @@
 // Any calls of a host, with any arguments, and any bytes as replies.
 #include "driver/Communication_Protocol.h"
+#include "driver/register_types.h"
 #include "driver/requests.h"
 #include "fuzzed_host.h"
 #include "image/store.h"
@@ -41,7 +42,9 @@ void write(FuzzedDataProvider &input) {
     QString address = drawAddress(input);
     const int regType = drawRegType(input);
     QByteArray data = drawBytes(input, 64);
-    const int count = affordable(drawInt(input), MaxAreaBytes);
+    const Width width = widthOf(regType);
+    const bool isCutSingly = width == Width::Bit || width == Width::Byte;
+    const int count = affordable(drawInt(input), isCutSingly ? MaxPieces : MaxAreaBytes);
     const int queued = PLC_driver.writeList.size();
     const int result = SetRegisterData(&text, regType, &address, drawInt(input), &data, count,
                                        drawInt(input), drawInt(input));
