@@ -208,6 +208,23 @@ TEST_F(HistoryTest, StaysWithinItsSizeAndForgetsTheOldestFirst) {
     EXPECT_EQ(trend.points.back().value, 4.0) << "what changed long ago still holds";
 }
 
+TEST_F(HistoryTest, AReaderThatNeverEndsDoesNotMakeItGrow) {
+    HistoryStore store;
+    const qint64 id = openStore(&store, {30, 8});
+    const std::vector<HistoryRow> rows(1000, {id, Start, Quality::Good, 1.5, {}});
+    Database reader;
+    ASSERT_TRUE(reader.open(path(), Database::Access::ReadOnly) && reader.run("BEGIN"));
+    reader.number("SELECT count(*) FROM history");
+    int batches = 0;
+    while (batches < 1000 && store.write(rows, Start))
+        ++batches;
+    EXPECT_LT(batches, 1000);
+    EXPECT_TRUE(store.takeError().contains("a reader has held it open"));
+    EXPECT_LE(QFileInfo(path() + "-wal").size(), 8'000'000 / 4);
+    reader.run("COMMIT");
+    EXPECT_TRUE(store.write(rows, Start)) << qPrintable(store.takeError());
+}
+
 TEST_F(HistoryTest, ForgetsWhatIsOlderThanItsDays) {
     HistoryStore store;
     const qint64 id = openStore(&store, {1, 100});

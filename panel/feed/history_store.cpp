@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -102,6 +103,7 @@ QString HistoryStore::open(const QString &path, const HistoryLimits &limits, qin
     const QString reason = refusal(path);
     if (!reason.isEmpty())
         return path + ": " + reason.simplified();
+    m_path = path;
     m_limits = limits;
     m_blockRows = std::min(MostBlockRows, limits.megabytes * Megabyte / RowBytes / 64);
     if (m_db.open(path, Database::Access::ReadWrite) && create() && resume(now)) {
@@ -160,7 +162,25 @@ std::vector<qint64> HistoryStore::idsOf(const std::vector<HistoryName> &names) {
     return ids;
 }
 
+QString HistoryStore::takeError() {
+    if (std::exchange(m_isHeldOpen, false))
+        return "a reader has held it open for too long: it would grow beyond its size";
+    return m_db.takeError();
+}
+
+// What an open transaction still sees cannot leave the log.
+bool HistoryStore::isLogFull() {
+    const qint64 most = m_limits.megabytes * Megabyte / 8;
+    if (QFileInfo(m_path + "-wal").size() <= most)
+        return false;
+    const qint64 isBusy = m_db.number("PRAGMA wal_checkpoint(TRUNCATE)");
+    return isBusy != 0;
+}
+
 bool HistoryStore::write(const std::vector<HistoryRow> &rows, qint64 now) {
+    m_isHeldOpen = isLogFull();
+    if (m_isHeldOpen)
+        return false;
     const Block before = m_block;
     if (!m_db.run("BEGIN IMMEDIATE") || !transaction(rows, now) || !m_db.run("COMMIT")) {
         m_db.run("ROLLBACK");

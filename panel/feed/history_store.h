@@ -46,13 +46,14 @@ public:
     // than asked for on a failure.
     std::vector<qint64> idsOf(const std::vector<HistoryName> &names);
 
-    // All rows or none: false when the disk does not take them; they may be handed in again. To be
+    // All rows or none: false when the disk does not take them, or when a reader's open transaction
+    // keeps the log from being emptied; they may be handed in again. To be
     // called at least every AliveMs, also without rows: a value holds as long as the panel lives.
     static constexpr qint64 AliveMs = 10'000;
     bool write(const std::vector<HistoryRow> &rows, qint64 now);
 
     // Of the last failure; one that no second try mends is a damaged file.
-    QString takeError() { return m_db.takeError(); }
+    QString takeError();
     bool isBroken() const { return m_db.isBroken(); }
 
 private:
@@ -65,6 +66,7 @@ private:
     };
 
     bool create();
+    bool isLogFull();
     bool resume(qint64 now);
     bool transaction(const std::vector<HistoryRow> &rows, qint64 now);
     bool insertRow(const HistoryRow &row);
@@ -78,7 +80,9 @@ private:
     qint64 bytes(const char *pages);
 
     Database m_db;
+    QString m_path;
     HistoryLimits m_limits;
+    bool m_isHeldOpen = false; // by a reader, so that the last rows were not written
     qint64 m_blockRows = 0; // in a full block
     Block m_block;
     bool m_mayBePruned = true;
