@@ -3,7 +3,7 @@
 #include "panel/broker/publisher.h"
 #include "panel/broker/remote_writes.h"
 #include "panel/broker/spool.h"
-#include "panel/command/write_log.h"
+#include "panel/command/run_log.h"
 
 #include <gtest/gtest.h>
 
@@ -314,7 +314,7 @@ TEST(RemoteWritesTest, AreCarriedOutOrRefusedAnsweredAndLoggedInAnyCase) {
     QByteArray answered;
     QByteArray answer;
     QString logged;
-    const RemoteWrites writes(
+    RemoteWrites writes(
         panel,
         [](const WriteOrder &order, const WriteDone &done) {
             done({QString(), true, {}, order.data});
@@ -334,17 +334,35 @@ TEST(RemoteWritesTest, AreCarriedOutOrRefusedAnsweredAndLoggedInAnyCase) {
     }
 }
 
-TEST(WriteLogTest, WaitsWhileTheTableHasTheTerminal) {
+TEST(RemoteWritesTest, AreRefusedWithoutFillingTheLog) {
+    const PanelFile panel = panelWithBroker();
+    int answers = 0;
+    QStringList logged;
+    RemoteWrites writes(
+        panel, {}, [&](const QByteArray &, const QByteArray &) { ++answers; },
+        [&](const QString &line) { logged += line; });
+    const auto refuse = [&] {
+        writes.take({"plant/set/press/level", "1", false});
+    };
+    for (int i = 0; i < 1000; ++i)
+        refuse();
+    EXPECT_EQ(answers, 1000);
+    EXPECT_LT(logged.size(), 500) << "10 a second, and what was left out";
+    while (logged.filter("refused writes from the broker left out of this log").isEmpty())
+        refuse();
+}
+
+TEST(RunLogTest, WaitsWhileTheTableHasTheTerminal) {
     QStringList said;
-    WriteLog log([&](const QString &line) { said += line; });
+    RunLog log([&](const QString &line) { said += line; });
     log.add("before");
     log.hold();
-    for (std::size_t i = 0; i < WriteLog::MostHeld + 2; ++i)
+    for (std::size_t i = 0; i < RunLog::MostHeld + 2; ++i)
         log.add(QString::number(i));
     EXPECT_EQ(said, QStringList{"before"});
     log.release();
-    EXPECT_EQ(said.mid(1, 2), (QStringList{"2 earlier writes left out", "2"}));
-    EXPECT_EQ(said.last(), QString::number(WriteLog::MostHeld + 1));
+    EXPECT_EQ(said.mid(1, 2), (QStringList{"2 earlier lines left out", "2"}));
+    EXPECT_EQ(said.last(), QString::number(RunLog::MostHeld + 1));
 }
 
 } // namespace

@@ -6,7 +6,8 @@
 
 namespace {
 
-constexpr int MostBytes = 64 * 1024; // of a write
+constexpr int MostBytes = 64 * 1024;   // of a write
+constexpr int MostRefusalsLogged = 10; // a second
 
 } // namespace
 
@@ -21,7 +22,7 @@ QByteArray RemoteWrites::topics() const {
     return m_prefix + "+/+";
 }
 
-void RemoteWrites::take(const MqttMessage &message) const {
+void RemoteWrites::take(const MqttMessage &message) {
     const QByteArray name = message.topic.mid(m_prefix.size());
     WriteOrder order;
     order.variable = m_panel.variables.size();
@@ -29,7 +30,7 @@ void RemoteWrites::take(const MqttMessage &message) const {
     const QString refusal = check(message, name, &order);
     if (!refusal.isEmpty()) {
         if (m_log && order.variable < m_panel.variables.size())
-            m_log(writeText(m_panel, order, {refusal, true, {}, {}}));
+            logRefusal(writeText(m_panel, order, {refusal, true, {}, {}}));
         m_tell(name, refusalPayload(refusal, std::chrono::system_clock::now()));
         return;
     }
@@ -40,6 +41,24 @@ void RemoteWrites::take(const MqttMessage &message) const {
                 tell(name, resultPayload(panel.variables.at(order.variable), result,
                                          std::chrono::system_clock::now()));
             });
+}
+
+void RemoteWrites::logRefusal(const QString &line) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now - m_secondBegan >= std::chrono::seconds(1)) {
+        m_secondBegan = now;
+        m_refusalsLogged = 0;
+    }
+    if (m_refusalsLogged == MostRefusalsLogged) {
+        ++m_refusalsLeftOut;
+        return;
+    }
+    if (m_refusalsLeftOut > 0) {
+        m_log(QString("%1 refused writes from the broker left out of this log")
+                  .arg(std::exchange(m_refusalsLeftOut, 0)));
+    }
+    ++m_refusalsLogged;
+    m_log(line);
 }
 
 QString RemoteWrites::check(const MqttMessage &message, const QByteArray &name,

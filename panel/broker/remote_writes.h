@@ -8,6 +8,7 @@
 #include <QByteArray>
 #include <QHash>
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 
@@ -25,10 +26,12 @@ public:
 
     // What to subscribe to.
     QByteArray topics() const;
-    // Carries it out or refuses it; the client is told in any case.
-    void take(const MqttMessage &message) const;
+    // Carries it out or refuses it; the client is told in any case. One thread calls it.
+    void take(const MqttMessage &message);
 
 private:
+    // So many refusals a second; the others are counted: no client may fill the log's disk.
+    void logRefusal(const QString &line);
     // Why it is refused; empty when `order` can be given to the writer. Its variable is set where
     // there is one of that name.
     QString check(const MqttMessage &message, const QByteArray &name, WriteOrder *order) const;
@@ -39,4 +42,7 @@ private:
     Log m_log;
     QByteArray m_prefix; // of the topics, up to the names
     QHash<QByteArray, std::size_t> m_variables;
+    std::chrono::steady_clock::time_point m_secondBegan;
+    int m_refusalsLogged = 0;      // in that second
+    quint64 m_refusalsLeftOut = 0; // since the last one logged
 };

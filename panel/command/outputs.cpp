@@ -4,6 +4,9 @@
 #include "panel/command/stop_request.h"
 #include "panel/health/report.h"
 
+#include <QFileInfo>
+#include <QRegularExpression>
+
 #include <unistd.h>
 
 namespace {
@@ -18,11 +21,20 @@ QStringList lossesOf(const char *what, const QString &error, quint64 dropped, co
     return {QString("%1: %2 %3 left out: %4").arg(what, QString::number(dropped), things, reason)};
 }
 
+// "north.pcap" and the line "south": "north.south.pcap", with nothing that a path could trip over.
+QString besidePath(const QString &path, const QString &line) {
+    static const QRegularExpression awkward("[^\\w.-]",
+                                            QRegularExpression::UseUnicodePropertiesOption);
+    const QFileInfo info(path);
+    const QString suffix = info.suffix().isEmpty() ? QString() : '.' + info.suffix();
+    return path.chopped(suffix.size()) + '.' + QString(line).replace(awkward, "_") + suffix;
+}
+
 } // namespace
 
 Outputs::Outputs(const PanelFile &panel, Runtime &runtime, const OutputOptions &options)
     : m_panel(panel), m_runtime(runtime), m_options(options),
-      m_writes([](const QString &line) { complain(line, AllHeld); }) {}
+      m_runLog([](const QString &line) { complain(line, AllHeld); }) {}
 
 QString Outputs::open() {
     for (const auto step :
@@ -44,7 +56,7 @@ void Outputs::openScreen() {
         if (m_table->start()) {
             // It leaves no room for a line of text.
             if (::isatty(STDERR_FILENO) == 1)
-                m_writes.hold();
+                m_runLog.hold();
             return;
         }
         m_table.reset();
@@ -65,24 +77,34 @@ TableModel Outputs::snapshot() const {
 
 QStringList Outputs::failures() const {
     QStringList lines;
-    const auto add = [&lines](const char *what, const auto &output) {
-        const QString error = output ? output->error() : QString();
+    const auto add = [&lines](const char *what, const QString &error) {
         if (!error.isEmpty())
             lines += lossesOf(what, error, 0, "");
     };
-    add("log", m_log);
-    add("history", m_history);
-    add("report", m_report);
-    add("trace", m_trace);
-    add("capture", m_capture);
+    const auto addOf = [&add](const char *what, const auto &output) {
+        add(what, output ? output->error() : QString());
+    };
+    addOf("log", m_log);
+    addOf("history", m_history);
+    addOf("report", m_report);
+    addOf("trace", m_trace);
+    for (const Capture &capture : m_captures)
+        add("capture", capture.error());
     return lines;
+}
+
+QStringList Outputs::brokerTrouble() const {
+    const QJsonObject status = m_broker ? m_broker->status() : QJsonObject();
+    if (status.isEmpty() || status["connected"].toBool())
+        return {};
+    return {"broker: " + status["reason"].toString("not connected yet")};
 }
 
 void Outputs::tellFailures() {
     const QStringList lines = failures();
     if (m_table) {
         const std::lock_guard lock(m_notesMutex);
-        m_notes = lines;
+        m_notes = lines + brokerTrouble();
         return;
     }
     for (const QString &line : lines) {
@@ -96,7 +118,7 @@ void Outputs::tellFailures() {
 void Outputs::closeTable() {
     if (m_table)
         m_table->stop();
-    m_writes.release();
+    m_runLog.release();
 }
 
 QString Outputs::openTrace() {
@@ -114,9 +136,21 @@ QString Outputs::openTrace() {
 QString Outputs::openCapture() {
     if (m_options.capture.empty())
         return {};
-    m_capture.emplace();
-    m_runtime.addListener([this](const Exchange &exchange) { m_capture->observe(exchange); });
-    return m_capture->open(pathText(m_options.capture));
+    const QString path = pathText(m_options.capture);
+    QStringList said;
+    for (std::size_t line = 0; line < m_panel.lines.size(); ++line) {
+        const QString &name = m_panel.lines[line].name;
+        const QString ofLine = line == 0 ? path : besidePath(path, name);
+        QString error = m_captures.emplace_back().open(ofLine);
+        if (!error.isEmpty())
+            return error;
+        said += QString("line %1 in %2").arg(name, ofLine);
+    }
+    if (said.size() > 1)
+        complain("capture: " + said.join(", "), AllHeld);
+    m_runtime.addListener(
+        [this](const Exchange &exchange) { m_captures[exchange.line].observe(exchange); });
+    return {};
 }
 
 QString Outputs::openReport() {
@@ -164,7 +198,7 @@ QString Outputs::openWeb() {
     };
     sources.history = m_history ? &*m_history : nullptr;
     sources.log = [this](const QString &line) {
-        m_writes.add(line);
+        m_runLog.add(line);
     };
     m_web.emplace(options, sources);
     m_runtime.addListener([this](const Exchange &exchange) { m_web->observe(exchange); });
@@ -186,11 +220,10 @@ QString Outputs::openBroker() {
         return healthReport(m_panel, m_runtime.lineReports(), std::chrono::system_clock::now());
     };
     links.log = [this](const QString &line) {
-        m_writes.add(line);
+        m_runLog.add(line);
     };
     links.note = [this](const QString &line) {
-        if (!m_table)
-            complain(line, AllHeld);
+        m_runLog.add(line);
     };
     m_broker.emplace(m_panel, links);
     m_runtime.feed().addListener([this](const ValueChange &change) { m_broker->take(change); });
@@ -238,9 +271,9 @@ QStringList Outputs::close() {
         m_trace->close();
         wrong += lossesOf("trace", m_trace->error(), m_trace->dropped(), "exchanges");
     }
-    if (m_capture) {
-        m_capture->close();
-        wrong += lossesOf("capture", m_capture->error(), m_capture->dropped(), "exchanges");
+    for (Capture &capture : m_captures) {
+        capture.close();
+        wrong += lossesOf("capture", capture.error(), capture.dropped(), "exchanges");
     }
     return wrong;
 }

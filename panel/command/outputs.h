@@ -4,8 +4,8 @@
 #pragma once
 
 #include "panel/broker/broker.h"
+#include "panel/command/run_log.h"
 #include "panel/command/runtime.h"
-#include "panel/command/write_log.h"
 #include "panel/feed/history.h"
 #include "panel/feed/value_log.h"
 #include "panel/health/capture.h"
@@ -15,6 +15,7 @@
 #include "panel/screen/terminal_table.h"
 #include "panel/web/web.h"
 
+#include <deque>
 #include <mutex>
 #include <optional>
 
@@ -66,15 +67,17 @@ private:
     TableModel snapshot() const;
     // What could not be written so far.
     QStringList failures() const;
+    // Why the broker has no values now, for the table: elsewhere its own notes say so.
+    QStringList brokerTrouble() const;
 
     const PanelFile &m_panel;
     Runtime &m_runtime;
     OutputOptions m_options;
-    WriteLog m_writes;
+    RunLog m_runLog; // writes, and the broker's notes
     std::optional<TerminalTable> m_table;
     std::optional<PlainLines> m_values; // where there is no table
     std::optional<Trace> m_trace;
-    std::optional<Capture> m_capture;
+    std::deque<Capture> m_captures; // by line
     std::optional<ReportFile> m_report;
     std::optional<ValueLog> m_log;
     std::optional<History> m_history;

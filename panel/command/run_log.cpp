@@ -1,10 +1,10 @@
-#include "panel/command/write_log.h"
+#include "panel/command/run_log.h"
 
 #include <utility>
 
-WriteLog::WriteLog(std::function<void(const QString &line)> say) : m_say(std::move(say)) {}
+RunLog::RunLog(std::function<void(const QString &line)> say) : m_say(std::move(say)) {}
 
-void WriteLog::add(const QString &line) {
+void RunLog::add(const QString &line) {
     const std::lock_guard lock(m_mutex);
     if (!m_isHeld) {
         m_say(line);
@@ -17,16 +17,16 @@ void WriteLog::add(const QString &line) {
     m_held.push_back(line);
 }
 
-void WriteLog::hold() {
+void RunLog::hold() {
     const std::lock_guard lock(m_mutex);
     m_isHeld = true;
 }
 
-void WriteLog::release() {
+void RunLog::release() {
     const std::lock_guard lock(m_mutex);
     m_isHeld = false;
     if (m_leftOut > 0)
-        m_say(QString("%1 earlier writes left out").arg(std::exchange(m_leftOut, 0)));
+        m_say(QString("%1 earlier lines left out").arg(std::exchange(m_leftOut, 0)));
     for (const QString &line : std::exchange(m_held, {}))
         m_say(line);
 }

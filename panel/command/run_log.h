@@ -1,5 +1,6 @@
-// The log of writes: a line for each, by whichever road it came. While the table has the terminal
-// the lines wait until it gives it back.
+// What a run says on standard error as it goes: a line for each write, by whichever road it came,
+// and what the broker's connection does. While the table has the terminal the lines wait until it
+// gives it back.
 #pragma once
 
 #include <QString>
@@ -8,14 +9,14 @@
 #include <functional>
 #include <mutex>
 
-class WriteLog {
+class RunLog {
 public:
     static constexpr std::size_t MostHeld = 1'000; // then the oldest are left out, and counted
 
     // Where the lines go; one at a time.
-    explicit WriteLog(std::function<void(const QString &line)> say);
+    explicit RunLog(std::function<void(const QString &line)> say);
 
-    // As writeText() makes it. Any thread.
+    // Any thread.
     void add(const QString &line);
     void hold();
     void release();
