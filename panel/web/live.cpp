@@ -6,6 +6,7 @@
 #include "panel/web/low_priority.h"
 
 #include <QJsonDocument>
+#include <QUuid>
 
 #include <algorithm>
 #include <array>
@@ -44,8 +45,9 @@ std::vector<ValueChange> neverRead(const PanelFile &panel) {
 
 Live::Live(const PanelFile &panel, std::function<QJsonObject()> report,
            std::function<void()> everyTurn)
-    : m_panel(panel), m_report(std::move(report)), m_everyTurn(std::move(everyTurn)),
-      m_values(neverRead(panel)), m_curves(panel, nowSeconds()), m_thread([this] { run(); }) {}
+    : m_panel(panel), m_run(QUuid::createUuid().toString(QUuid::WithoutBraces)),
+      m_report(std::move(report)), m_everyTurn(std::move(everyTurn)), m_values(neverRead(panel)),
+      m_curves(panel, nowSeconds()), m_thread([this] { run(); }) {}
 
 Live::~Live() {
     {
@@ -118,7 +120,7 @@ QJsonObject Live::exchangesJson(const std::vector<Numbered> &exchanges) const {
                             {"attempt", exchange.attempt},
                             {"gaveUp", exchange.gaveUp}};
     }
-    return {{"exchanges", list}};
+    return {{"run", m_run}, {"exchanges", list}};
 }
 
 QByteArray Live::wholePicture(bool wantsLines) const {

@@ -48,7 +48,7 @@ public:
 
 private:
     struct Numbered {
-        qint64 number; // from 1 on, so that a page shows none twice
+        qint64 number; // from 1 on in each run, so that a page shows none twice
         Exchange exchange;
     };
     struct News {
@@ -68,6 +68,7 @@ private:
     QByteArray lineEvents(const News &news) const;
 
     const PanelFile &m_panel;
+    const QString m_run; // tells this run's exchanges from those of the one before
     std::function<QJsonObject()> m_report;
     std::function<void()> m_everyTurn;
 

@@ -38,8 +38,11 @@ export function spanText(milliseconds) {
   return hours < 48 ? `${hours} h ${minutes % 60} min` : `${Math.floor(hours / 24)} d`;
 }
 
-export function clockText(time) {
-  return new Date(time).toLocaleTimeString('en-GB');
+// The time of day where the page is read, to so many digits of a second.
+export function clockText(time, digits = 0) {
+  return new Date(time).toLocaleTimeString('en-GB', digits > 0 ? {
+    hour: '2-digit', minute: '2-digit', second: '2-digit', fractionalSecondDigits: digits,
+  } : {});
 }
 
 // A curve of numbers from left to right; null is a gap.

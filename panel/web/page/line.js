@@ -84,7 +84,7 @@ function lineSection(line) {
 function exchangeRow(exchange, hasLines) {
   const isGood = exchange.outcome === 'good';
   return element('tr', {'data-outcome': exchange.outcome},
-    element('td', {}, exchange.at.slice(11, 23)),
+    element('td', {}, clockText(exchange.at, 3)),
     ...(hasLines ? [element('td', {}, exchange.line)] : []),
     element('td', {}, exchange.station === 0 ? 'all' : String(exchange.station)),
     element('td', {}, exchange.request),
@@ -99,7 +99,7 @@ export class LineView {
     this.paused = element('input', {type: 'checkbox', onchange: () => this.showExchanges()});
     this.failures = element('input', {type: 'checkbox', onchange: () => this.showExchanges()});
     this.body = element('tbody');
-    const heads = ['time (UTC)', ...(this.hasLines ? ['line'] : []), 'station', 'request', 'result'];
+    const heads = ['time', ...(this.hasLines ? ['line'] : []), 'station', 'request', 'result'];
     place.append(element('h1', {class: 'unseen'}, 'Line'), this.lines,
       element('section', {class: 'exchanges'},
         element('h2', {}, 'Last exchanges'),
@@ -111,10 +111,10 @@ export class LineView {
   told(event, object) {
     if (event === 'lines') this.lines.replaceChildren(...object.lines.map(lineSection));
     if (event !== 'exchanges') return;
+    if (object.run !== this.run) this.exchanges = []; // the panel was started again
+    this.run = object.run;
     const latest = this.exchanges[0]?.number ?? 0;
-    const isAnew = object.exchanges.length > 0 && object.exchanges[object.exchanges.length - 1].number < latest;
-    if (isAnew) this.exchanges = []; // the panel was started again
-    const news = object.exchanges.filter((each) => isAnew || each.number > latest).reverse();
+    const news = object.exchanges.filter((each) => each.number > latest).reverse();
     this.exchanges = [...news, ...this.exchanges].slice(0, Shown);
     this.isDue = true;
     this.timer ??= setInterval(() => this.showDue(), 250);
