@@ -83,7 +83,7 @@ private:
     QString m_path;
     HistoryLimits m_limits;
     bool m_isHeldOpen = false; // by a reader, so that the last rows were not written
-    qint64 m_blockRows = 0; // in a full block
+    qint64 m_blockRows = 0;    // in a full block
     Block m_block;
     bool m_mayBePruned = true;
     std::map<qint64, HistoryRow> m_states; // the latest row of each variable
