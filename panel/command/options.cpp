@@ -28,7 +28,8 @@ CommandOption &CommandOption::oneOf(const std::vector<std::string> &values) {
 }
 
 CommandOption &CommandOption::partedByCommas() {
-    m_option->delimiter(',');
+    // Or it would take the device behind it for one more of the list.
+    m_option->delimiter(',')->allow_extra_args(false);
     return *this;
 }
 
