@@ -299,6 +299,7 @@ TEST_F(EndToEnd, RefusesBadInputInOneLine) {
     const QString noJson = write("no.json", "{\n  \"port\": oops }");
     const QString wrongType = write("type.json", R"({"retryLimit": "two"})");
     const QString notes = write("notes.txt", "what somebody wrote\n");
+    const QString fresh = notes + ".new";
     const QString panel = write("panel.json", R"({"port": {"device": "/nowhere/tty"}, "variables": [
         {"name": "a", "station": 1, "registerType": 7, "address": "0", "format": "uint16"}]})");
     const struct {
@@ -319,6 +320,10 @@ TEST_F(EndToEnd, RefusesBadInputInOneLine) {
         {{"run", "--library", driver, "--trace", notes, good}, 2, {notes, "no trace"}},
         {{"run", "--library", driver, "--capture", notes, good}, 2, {"capture"}},
         {{"run", "--library", driver, "--capture", "-", good}, 2, {"capture"}},
+        {{"run", "--library", driver, "--report", notes, good}, 2, {notes, "no report"}},
+        {{"run", "--library", driver, "--trace", fresh, "--capture", fresh, good},
+         2,
+         {fresh, "two outputs"}},
         {{"run", "--library", driver, "--report", panel, panel}, 2, {panel, "the panel file"}},
         {{"run", "--library", driver}, 2, {"FILE is required"}},
         {{good}, 2, {"--help"}},

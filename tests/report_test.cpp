@@ -123,7 +123,8 @@ TEST(ReportFile, KeepsTheLastOneWhenTheDiskIsFull) {
     const QTemporaryDir directory;
     const QString path = directory.filePath("report.json");
     QFile last(path);
-    ASSERT_TRUE(last.open(QIODevice::ReadWrite) && last.write("the last") > 0 && last.flush());
+    const QByteArray lastReport = QJsonDocument(healthReport(panelFile(), reports(), {})).toJson();
+    ASSERT_TRUE(last.open(QIODevice::ReadWrite) && last.write(lastReport) > 0 && last.flush());
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
     static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
@@ -134,7 +135,7 @@ TEST(ReportFile, KeepsTheLastOneWhenTheDiskIsFull) {
     EXPECT_EQ(error, path + ": File too large");
     QFile reader(path);
     ASSERT_TRUE(reader.open(QIODevice::ReadOnly));
-    EXPECT_EQ(reader.readAll(), "the last");
+    EXPECT_EQ(reader.readAll(), lastReport);
 }
 
 ValueChange change(const QString &text, Quality quality = Quality::Good) {

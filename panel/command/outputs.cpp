@@ -32,6 +32,15 @@ QString besidePath(const QString &path, const QString &line) {
 
 } // namespace
 
+QStringList capturePaths(const PanelFile &panel, const std::string &capture) {
+    QStringList paths;
+    for (const LineSettings &line : panel.lines) {
+        const QString path = pathText(capture);
+        paths += paths.isEmpty() ? path : besidePath(path, line.name);
+    }
+    return paths;
+}
+
 Outputs::Outputs(const PanelFile &panel, Runtime &runtime, const OutputOptions &options)
     : m_panel(panel), m_runtime(runtime), m_options(options),
       m_runLog([](const QString &line) { complain(line, AllHeld); }) {}
@@ -136,15 +145,12 @@ QString Outputs::openTrace() {
 QString Outputs::openCapture() {
     if (m_options.capture.empty())
         return {};
-    const QString path = pathText(m_options.capture);
     QStringList said;
-    for (std::size_t line = 0; line < m_panel.lines.size(); ++line) {
-        const QString &name = m_panel.lines[line].name;
-        const QString ofLine = line == 0 ? path : besidePath(path, name);
-        QString error = m_captures.emplace_back().open(ofLine);
+    for (const QString &path : capturePaths(m_panel, m_options.capture)) {
+        QString error = m_captures.emplace_back().open(path);
         if (!error.isEmpty())
             return error;
-        said += QString("line %1 in %2").arg(name, ofLine);
+        said += QString("line %1 in %2").arg(m_panel.lines[m_captures.size() - 1].name, path);
     }
     if (said.size() > 1)
         complain("capture: " + said.join(", "), AllHeld);

@@ -33,6 +33,9 @@ struct OutputOptions {
     bool times = false;   // plain lines with the time, on a terminal too
 };
 
+// The capture of each line: the first line's as named, another's beside it.
+QStringList capturePaths(const PanelFile &panel, const std::string &capture);
+
 class Outputs {
 public:
     // Both outlive it; the drivers are loaded, the lines not open yet.

@@ -53,20 +53,43 @@ int readPanel(const RunOptions &options, std::optional<PanelFile> *panel) {
     return AllHeld;
 }
 
-// Whether an output is the panel file itself, under whatever name.
-bool isPanelFile(const std::string &output, const RunOptions &options) {
-    const QString canonical = QFileInfo(pathText(output)).canonicalFilePath();
-    return !canonical.isEmpty() &&
-           canonical == QFileInfo(pathText(options.file)).canonicalFilePath();
+// One file has one name here, whether it is there yet or not.
+QString oneName(const QString &path) {
+    const QFileInfo info(path);
+    return info.exists() ? info.canonicalFilePath()
+                         : QFileInfo(info.path()).canonicalFilePath() + '/' + info.fileName();
 }
 
-// Status 0 when no output would take the place of the panel file.
-int checkOutputs(const RunOptions &options) {
-    const OutputOptions &outputs = options.outputs;
-    for (const std::string &output :
-         {outputs.trace, outputs.capture, outputs.report, outputs.log, outputs.history}) {
-        if (!output.empty() && isPanelFile(output, options))
-            return complain(pathText(output) + ": this is the panel file", WrongInput);
+// Devices and pipes may be shared, and have no earlier contents.
+bool isOrBecomesFile(const QString &path) {
+    return !QFileInfo::exists(path) || QFileInfo(path).isFile();
+}
+
+QStringList outputPaths(const OutputOptions &outputs, const PanelFile &panel) {
+    QStringList paths;
+    if (!outputs.capture.empty())
+        paths = capturePaths(panel, outputs.capture);
+    if (!outputs.trace.empty() && outputs.trace != "-")
+        paths += pathText(outputs.trace);
+    for (const std::string &output : {outputs.report, outputs.log, outputs.history}) {
+        if (!output.empty())
+            paths += pathText(output);
+    }
+    return paths;
+}
+
+// Status 0 when no output would take the place of the panel file or of another output.
+int checkOutputs(const RunOptions &options, const PanelFile &panel) {
+    const QString panelFile = oneName(pathText(options.file));
+    QStringList taken;
+    for (const QString &path : outputPaths(options.outputs, panel)) {
+        const QString name = oneName(path);
+        if (name == panelFile)
+            return complain(path + ": this is the panel file", WrongInput);
+        if (taken.contains(name))
+            return complain(path + ": this is the file of two outputs", WrongInput);
+        if (isOrBecomesFile(path))
+            taken += name;
     }
     return AllHeld;
 }
@@ -138,7 +161,7 @@ int run(const RunOptions &options) {
     std::optional<PanelFile> panel;
     int status = readPanel(options, &panel);
     if (status == AllHeld)
-        status = checkOutputs(options);
+        status = checkOutputs(options, *panel);
     return status == AllHeld ? runPanel(options, *panel) : status;
 }
 

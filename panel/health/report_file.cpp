@@ -1,17 +1,32 @@
 #include "panel/health/report_file.h"
 
+#include "panel/health/earlier_file.h"
+
 #include <QFileInfo>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <QSaveFile>
 
 #include <cerrno>
+
+namespace {
+
+// QJsonDocument sorts the keys.
+bool isReport(const QByteArray &beginning) {
+    static const QRegularExpression head(R"(^\{\s*"at": "[^"]*",\s*"lines": \[)");
+    return head.match(QString::fromUtf8(beginning)).hasMatch();
+}
+
+} // namespace
 
 QString ReportFile::open(std::chrono::milliseconds every) {
     // To rename something over a device would replace the device.
     const QFileInfo info(m_path);
     if (info.exists() && !info.isFile())
         return m_path + ": is no file";
-    QString error = write();
+    QString error = whyNotReplaced(m_path, "report", isReport);
+    if (error.isEmpty())
+        error = write();
     if (error.isEmpty())
         m_thread = std::thread([this, every] { run(every); });
     return error;

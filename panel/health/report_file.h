@@ -21,8 +21,8 @@ public:
     ReportFile(const ReportFile &) = delete;
     ReportFile &operator=(const ReportFile &) = delete;
 
-    // Writes the first report, so that a wrong path shows at once. One line on failure; nothing is
-    // written later then.
+    // Writes the first report, so that a wrong path shows at once; over an earlier report, but over
+    // no other file. One line on failure; nothing is written later then.
     QString open(std::chrono::milliseconds every = std::chrono::minutes(1));
     // Writes the last one and waits for it.
     void close();
