@@ -59,6 +59,12 @@ TEST_F(Commands, ReadPrintsValuesAndReasons) {
     EXPECT_TRUE(bad.output.contains("9/holding:1 = no answer within 100 ms\nholding:1 = "));
 }
 
+TEST_F(Commands, ReadAsksABusyStationAgain) {
+    startPlc({"--faults", "exception=50%:6", "--seed", "3"});
+    const Result result = panel({"read", device(), "holding:1", "holding:2", "holding:3"});
+    EXPECT_EQ(result.status, 0) << qPrintable(result.output);
+}
+
 TEST_F(Commands, WriteSaysWhatWasHeldWrittenAndReadBack) {
     startPlc();
     const Result first = panel({"write", device(), "holding:100=7", "holding:104*2:int16=-1 2",
@@ -84,6 +90,7 @@ TEST_F(Commands, SayInOneLineWhatIsWrong) {
         {{"read", device(), "holding:1"}, 3, "No such file"},
         {{"find", device(), "--stations", "1"}, 3, "No such file"},
         {{"read", device(), "holding:1", "--library", "/nowhere.so"}, 2, "/nowhere.so"},
+        {{"find", "--baud", "9600", device(), "--stations", "1"}, 3, "No such file"},
         {{"read", device(), "coil:1"}, 2, "coil"},
         {{"read", device(), "0/holding:1"}, 2, "none answers"},
         {{"write", device(), "holding:1"}, 2, "ADDRESS=VALUE"},

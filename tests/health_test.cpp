@@ -19,6 +19,7 @@ QByteArray frame(const char *hex) {
 const QByteArray Read = frame("020300640002"); // station 2, holding 100 and 101
 const QByteArray ReadReply = frame("020304000A000B");
 const QByteArray Refusal2 = frame("028302");
+const QByteArray Refusal6 = frame("028306");
 const QByteArray OfStation3 = frame("030304000A000B");
 const QByteArray OfFunction4 = frame("020404000A000B");
 const QByteArray StrangeRequest = frame("090300000001");
@@ -53,7 +54,7 @@ Exchange exchangeOf(const Step &step, int number) {
         exchange.received.push_back({exchange.began + milliseconds(4), step.after});
     exchange.reply = step.reply;
     exchange.outcome = step.outcome;
-    exchange.exceptionCode = step.outcome == Outcome::Refused ? 2 : 0;
+    exchange.exceptionCode = step.outcome == Outcome::Refused ? step.reply.at(2) : 0;
     exchange.replyTime = milliseconds(step.outcome == Outcome::Good ? 4 : 0);
     return exchange;
 }
@@ -79,6 +80,7 @@ TEST(Causes, SayWhatIsLikelyFromWhatWasSeen) {
     const Step echo{Outcome::NoReply, {}, Read, {}};
     const Step echoedGood{Outcome::Good, {}, Read + ReadReply, ReadReply};
     const Step another{Outcome::Foreign, {}, OfStation3, OfStation3};
+    const Step busy{Outcome::Refused, {}, Refusal6, Refusal6};
     const Step unfitting{Outcome::WrongReply, {}, OfFunction4, OfFunction4};
     const Step strangers{Outcome::Good, StrangeRequest + StrangeReply, ReadReply, ReadReply};
     const Step strangeAnswer{Outcome::Good, StrangeReply, ReadReply, ReadReply};
@@ -103,6 +105,7 @@ TEST(Causes, SayWhatIsLikelyFromWhatWasSeen) {
         {"answers late", {late}, 6, {"5 of 6 answers came too late"}, "\"responseTimeoutMs\": 200"},
         {"late, and the repeat's own answer too", {Silence, Good, owed}, 6, {"2 of 6 answers"}, ""},
         {"exceptions", {RefusedStep}, 5, {"refused read holding 100..101: illegal data"}, "(exc"},
+        {"a busy station", {busy}, 5, {"refused read holding 100..101: device busy"}, "less often"},
         {"bad now and then", {Good, Good, Good, Garbled}, 40, {"noise: 25 %"}, "shielding"},
         {"fell silent",
          inARow({{1, Good}, {5, Silence}}),

@@ -128,7 +128,7 @@ void HandLine::exchange(const Protocol &request) {
     m_failure = failureText(exchange, m_settings.responseTimeoutMs);
     QByteArray reply = isGood ? exchange.reply : QByteArray();
     // To ask again would get the same refusal.
-    if (exchange.outcome == Outcome::Refused)
+    if (isFinalRefusal(exchange))
         m_info.retryCount = m_info.retryLimit;
     if (m_driver.DataCom(&reply, reply.size())->result == Good)
         m_info.retryCount = 0;

@@ -151,15 +151,17 @@ QString refusalText(const Facts &facts, const Refusal &refusal) {
 QString refusedSentence(const Facts &facts) {
     constexpr std::size_t Most = 3;
     QStringList refusals;
+    QStringList advice;
     for (const Refusal &refusal : facts.evidence.refusals) {
         if (static_cast<std::size_t>(refusals.size()) < Most)
             refusals += refusalText(facts, refusal);
+        advice += exceptionAdvice(refusal.code);
     }
+    advice.removeDuplicates();
     const std::size_t more =
         facts.evidence.refusals.size() - static_cast<std::size_t>(refusals.size());
     const QString rest = more > 0 ? QString(", and %1 more").arg(more) : QString();
-    return "refused " + refusals.join(", ") + rest +
-           "; compare area and register numbers with the device's list (they count from 0 here)";
+    return "refused " + refusals.join(", ") + rest + "; " + advice.join("; ");
 }
 
 QString settingsSentence(const Facts &facts) {

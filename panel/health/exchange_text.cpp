@@ -48,6 +48,38 @@ QString otherFunctionText(int function) {
     return name == names.end() ? QString("function %1").arg(function) : QString(name->second);
 }
 
+struct ExceptionWords {
+    const char *name;
+    const char *advice;
+};
+
+const std::map<int, ExceptionWords> &exceptions() {
+    constexpr auto AskLess = "it has no time: ask for less or less often (\"scanIntervalMs\")";
+    static const std::map<int, ExceptionWords> words{
+        {1,
+         {"illegal function", "it has no such area or cannot write it: compare the area with "
+                              "the device's list"}},
+        {2,
+         {"illegal data address", "compare area and register numbers with the device's list "
+                                  "(they count from 0 here)"}},
+        {3,
+         {"illegal data value", "ask for fewer registers at once (\"blockLimit\"), or write what "
+                                "the device's list allows"}},
+        {4, {"device failure", "it could not do it: see what fault the device itself shows"}},
+        {5, {"acknowledged, still working", AskLess}},
+        {6, {"device busy", AskLess}},
+        {8, {"memory parity error", "its memory is damaged: start it anew, or have it repaired"}},
+        {10,
+         {"gateway path unavailable", "the gateway has no way to this station: compare its "
+                                      "list of stations and ports"}},
+        {11,
+         {"gateway target does not answer", "the gateway is well, the station behind it is "
+                                            "silent: check that one's number, power and "
+                                            "wiring"}},
+    };
+    return words;
+}
+
 } // namespace
 
 QString requestText(int function, int firstRegister, int registers) {
@@ -78,18 +110,16 @@ QString outcomeText(const Exchange &exchange) {
 }
 
 QString exceptionText(int code) {
-    static const std::map<int, const char *> names{{1, "illegal function"},
-                                                   {2, "illegal data address"},
-                                                   {3, "illegal data value"},
-                                                   {4, "device failure"},
-                                                   {5, "acknowledged, still working"},
-                                                   {6, "device busy"},
-                                                   {8, "memory parity error"},
-                                                   {10, "gateway path unavailable"},
-                                                   {11, "gateway target does not answer"}};
-    const auto name = names.find(code);
-    return name == names.end() ? QString("exception %1").arg(code)
-                               : QString("%1 (exception %2)").arg(name->second).arg(code);
+    const auto words = exceptions().find(code);
+    return words == exceptions().end()
+               ? QString("exception %1").arg(code)
+               : QString("%1 (exception %2)").arg(words->second.name).arg(code);
+}
+
+QString exceptionAdvice(int code) {
+    const auto words = exceptions().find(code);
+    return words == exceptions().end() ? "look the exception up in the device's manual"
+                                       : words->second.advice;
 }
 
 QString durationText(std::chrono::microseconds time) {

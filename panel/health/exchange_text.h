@@ -19,6 +19,8 @@ QString outcomeText(const Exchange &exchange);
 
 // "illegal data address (exception 2)".
 QString exceptionText(int code);
+// What to try against it.
+QString exceptionAdvice(int code);
 
 // "4.2 ms", "1.3 s": three figures at most.
 QString durationText(std::chrono::microseconds time);

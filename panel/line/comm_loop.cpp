@@ -41,12 +41,6 @@ Purpose purposeOf(const RW_VAR &var) {
     return var.itemId == CyclicItem || var.itemId == ReaskItem ? Purpose::Poll : Purpose::ReadOnce;
 }
 
-// The same question would get the same answer.
-bool isFinalRefusal(const Exchange &exchange) {
-    return exchange.outcome == Outcome::Refused && exchange.exceptionCode >= 1 &&
-           exchange.exceptionCode <= 3;
-}
-
 std::set<int> stationsOf(const PanelFile &panel, std::size_t line) {
     std::set<int> stations{0};
     for (const Variable &variable : panel.variables) {

@@ -68,6 +68,13 @@ struct Exchange {
     std::chrono::microseconds duration{0};  // of line time, the silence before it included
 };
 
+// The same question would get the same answer: a refusal of this kind is an answer like any other.
+// Of any other kind (busy, a gateway in trouble) it may be another one soon.
+inline bool isFinalRefusal(const Exchange &exchange) {
+    return exchange.outcome == Outcome::Refused && exchange.exceptionCode >= 1 &&
+           exchange.exceptionCode <= 3;
+}
+
 // Called on the line's communication thread, once for each exchange, right after it. Never waits
 // for a disk, a socket or a terminal: a bounded queue stands between.
 using ExchangeListener = std::function<void(const Exchange &)>;

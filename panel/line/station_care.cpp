@@ -24,12 +24,6 @@ constexpr int KnownFactor = 3;
 constexpr LineTime MostOwed = 2s;
 constexpr LineTime MostForLoss = 3s; // of earning
 
-// A refusal of this kind is an answer like any other: the station is well.
-bool isFinalRefusal(const Exchange &exchange) {
-    return exchange.outcome == Outcome::Refused && exchange.exceptionCode >= 1 &&
-           exchange.exceptionCode <= 3;
-}
-
 bool isSilence(Outcome outcome) {
     return outcome == Outcome::NoReply || outcome == Outcome::Foreign;
 }
