@@ -12,7 +12,7 @@ SAMPLE = (
     "one retry too many",
     "a rejected read half lets its write go out",
     "the cyclic list emptied before the lock",
-    "a station switched in a copy of the table",
+    "the scheduler locks for writes alone",
 )
 
 # (name, file, text, text in its place), text and replacement again where a fault needs two places
