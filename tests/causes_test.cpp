@@ -30,6 +30,7 @@ const Fault Faults[] = {
     {"answers to something else", {"--faults", "function=100%"}, "do not fit what was asked"},
     {"answers after their time", {"--late", "2:150"}, "came too late"},
     {"exceptions", {"--faults", "exception=100%:2"}, "refused read holding 100: illegal data"},
+    {"silent now and then", {"--faults", "drop=30%"}, "requests, now and then: a loose wire"},
     {"bad now and then", {"--faults", "flip=20%"}, "noise: "},
     {"answers, then silence",
      {"--silent-after", "2:20"},

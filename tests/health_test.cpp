@@ -67,11 +67,12 @@ std::vector<Step> inARow(const std::vector<std::pair<int, Step>> &stretches) {
 }
 
 // The steps again and again.
-QStringList causesOf(const std::vector<Step> &steps, int exchanges, int timeoutMs = 100) {
+QStringList causesOf(const std::vector<Step> &steps, int exchanges, int timeoutMs = 100,
+                     bool doOthersAnswer = false) {
     EvidenceKeeper keeper;
     for (int i = 0; i < exchanges; ++i)
         keeper.observe(exchangeOf(steps[static_cast<std::size_t>(i) % steps.size()], i));
-    return likelyCauses({2, keeper.station(2), keeper.strangers(), timeoutMs, {}});
+    return likelyCauses({2, keeper.station(2), keeper.strangers(), doOthersAnswer, timeoutMs, {}});
 }
 
 TEST(Causes, SayWhatIsLikelyFromWhatWasSeen) {
@@ -107,6 +108,13 @@ TEST(Causes, SayWhatIsLikelyFromWhatWasSeen) {
         {"exceptions", {RefusedStep}, 5, {"refused read holding 100..101: illegal data"}, "(exc"},
         {"a busy station", {busy}, 5, {"refused read holding 100..101: device busy"}, "less often"},
         {"bad now and then", {Good, Good, Good, Garbled}, 40, {"noise: 25 %"}, "shielding"},
+        {"silent now and then",
+         {Good, Good, Silence},
+         33,
+         {"no answer to 11 of 33 requests, now and then"},
+         "a loose wire"},
+        {"silent once, and back", inARow({{8, Silence}, {12, Good}}), 20, {}, ""},
+        {"damaged, as requests are too", {Good, Garbled, Silence}, 30, {"noise"}, ""},
         {"fell silent",
          inARow({{1, Good}, {5, Silence}}),
          6,
@@ -134,6 +142,21 @@ TEST(Causes, SayWhatIsLikelyFromWhatWasSeen) {
         for (int i = 0; i < said.size(); ++i)
             EXPECT_TRUE(said[i].startsWith(row.begin[i])) << row.what << qPrintable(said[i]);
         EXPECT_TRUE(said.join('\n').contains(row.part)) << row.what << qPrintable(said.join('\n'));
+    }
+}
+
+// Neither an echo nor another master keeps the others from answering.
+TEST(Causes, SaySilenceFirstOfAStationThatIsSilentAlone) {
+    const Step echo{Outcome::NoReply, {}, Read, {}};
+    const Step strangers{Outcome::NoReply, StrangeRequest + StrangeReply, {}, {}};
+    const Step strangeAnswer{Outcome::Foreign, {}, StrangeReply, StrangeReply};
+    for (const auto &[steps, second] :
+         {std::pair{std::vector{echo}, "echo"},
+          {inARow({{18, strangers}, {2, strangeAnswer}}), "another master"}}) {
+        const QStringList said = causesOf(steps, 40, 100, true);
+        EXPECT_TRUE(said.value(0).startsWith("no answer to any of 40")) << qPrintable(said[0]);
+        EXPECT_TRUE(said.value(1).startsWith(second)) << second;
+        EXPECT_TRUE(causesOf(steps, 40).value(0).startsWith(second)) << second;
     }
 }
 

@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr int FewestExchanges = 5;
-
 // Whether at least this part (in percent) of the exchanges is of a kind.
 bool isPart(int count, int percent, const Facts &facts) {
     return count > 0 && count * 100 >= percent * facts.evidence.exchanges;
@@ -76,11 +74,29 @@ bool hasFallenSilent(const Facts &facts) {
     return facts.evidence.silentInARow >= FewestExchanges && !facts.evidence.lastAnswered.isEmpty();
 }
 
+// A stray byte is no answer, nor is a frame that another master's request brought now and then.
 bool neverAnswers(const Facts &facts) {
     const Evidence &seen = facts.evidence;
-    const bool isHeard = answered(facts) + seen.unfitting + seen.others > 0 || !seen.late.empty() ||
-                         !seen.lastAnswered.isEmpty();
-    return !isHeard && !isPart(seen.garbled, 20, facts); // a stray byte is no answer
+    const bool isHeard =
+        answered(facts) + seen.unfitting > 0 || !seen.late.empty() || !seen.lastAnswered.isEmpty();
+    return !isHeard && !isPart(seen.garbled, 20, facts) && !isPart(seen.others, 20, facts);
+}
+
+// What the line has wrong with it does not keep the others from answering.
+bool isSilentAlone(const Facts &facts) {
+    return neverAnswers(facts) && facts.doOthersAnswer;
+}
+
+bool isSilentLikeAll(const Facts &facts) {
+    return neverAnswers(facts) && !facts.doOthersAnswer;
+}
+
+// Neither once for a while, nor because requests arrive damaged or collide.
+bool missesRequests(const Facts &facts) {
+    const Evidence &seen = facts.evidence;
+    const bool isHeard = answered(facts) + seen.unfitting > 0 || !seen.late.empty();
+    return isHeard && seen.silences >= 3 && isPart(seen.silent, 2, facts) &&
+           seen.silent > 2 * seen.garbled && !hasFallenSilent(facts) && !sharesTheLine(facts);
 }
 
 // --- What is said then. ---
@@ -192,6 +208,13 @@ QString neverSentence(const Facts &facts) {
         .arg(facts.evidence.exchanges);
 }
 
+QString missesSentence(const Facts &facts) {
+    return QString("no answer to %1 of %2 requests, now and then: a loose wire, the adapter's "
+                   "direction control, or a device too busy")
+        .arg(facts.evidence.silent)
+        .arg(facts.evidence.exchanges);
+}
+
 struct Rule {
     bool (*fits)(const Facts &);
     QString (*sentence)(const Facts &);
@@ -199,9 +222,10 @@ struct Rule {
 
 // The likelier comes first: what is so now before what was seen earlier, what is seen on the wire
 // before what is missing on it.
-constexpr std::array<Rule, 10> Rules{{
+constexpr std::array<Rule, 12> Rules{{
     // seen                                     said
     {hasFallenSilent, silentSentence},           // answers, then silence
+    {isSilentAlone, neverSentence},              // no byte ever, and others answer
     {hearsItself, echoSentence},                 // our own request comes back first
     {sharesTheLine, masterSentence},             // requests that are not ours, answers to nobody
     {isNeverUnderstood, settingsSentence},       // bytes, hardly any good frame
@@ -210,7 +234,8 @@ constexpr std::array<Rule, 10> Rules{{
     {answersSomethingElse, unfittingSentence},   // good frames of it that answer something else
     {refuses, refusedSentence},                  // exceptions
     {isNoisy, noiseSentence},                    // now and then a bad frame
-    {neverAnswers, neverSentence},               // no byte ever
+    {missesRequests, missesSentence},            // answers, and no byte now and then
+    {isSilentLikeAll, neverSentence},            // no byte ever
 }};
 
 } // namespace
@@ -228,9 +253,4 @@ QStringList likelyCauses(const Facts &facts) {
 
 QString lineCause(const Strangers &strangers) {
     return isShared(strangers) ? masterText(strangers) : QString();
-}
-
-QString likelyCause(const Facts &facts) {
-    const QStringList sentences = likelyCauses(facts);
-    return sentences.isEmpty() ? QString() : sentences.constFirst();
 }

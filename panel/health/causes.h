@@ -9,12 +9,16 @@
 
 #include <functional>
 
+// Nothing is told from fewer.
+constexpr int FewestExchanges = 5;
+
 // What the rules go by.
 struct Facts {
     int station = 0;
     Evidence evidence;
     Strangers strangers;
-    int responseTimeoutMs = 0; // 0: not known
+    bool doOthersAnswer = false; // other stations of the line, lately
+    int responseTimeoutMs = 0;   // 0: not known
     // The names of the variables that a refusal is about; may be left out.
     std::function<QStringList(const Refusal &)> variables;
 };
@@ -26,6 +30,3 @@ QStringList likelyCauses(const Facts &facts);
 // What ails the line as a whole: another master on it. Empty when nothing does. It is among the
 // likely causes of each of its stations.
 QString lineCause(const Strangers &strangers);
-
-// The likeliest alone; empty when there is none.
-QString likelyCause(const Facts &facts);

@@ -3,6 +3,8 @@
 #include "panel/file/registers.h"
 #include "panel/line/read_frames.h"
 
+#include <algorithm>
+
 namespace {
 
 bool isAbout(const Refusal &refusal, const RegisterSpan &span) {
@@ -22,6 +24,11 @@ QStringList namesOf(const PanelFile &panel, std::size_t line, int station, const
     return names;
 }
 
+// At least half of the time: what comes now and then may be another master's affair.
+bool isAnswering(const Evidence &seen) {
+    return seen.exchanges >= FewestExchanges && (seen.good + seen.refused) * 2 >= seen.exchanges;
+}
+
 } // namespace
 
 Facts factsOf(const LineFindings &findings, int station) {
@@ -31,6 +38,9 @@ Facts factsOf(const LineFindings &findings, int station) {
     const auto found = findings.evidence.find(station);
     if (found != findings.evidence.end())
         facts.evidence = found->second;
+    facts.doOthersAnswer = std::any_of(
+        findings.evidence.begin(), findings.evidence.end(),
+        [station](const auto &each) { return each.first != station && isAnswering(each.second); });
     return facts;
 }
 
@@ -45,8 +55,7 @@ Facts factsOf(const LineFindings &findings, int station, const PanelFile &panel,
 
 QStringList causesOf(const Facts &facts) {
     QStringList causes = likelyCauses(facts);
-    if (facts.evidence.good == facts.evidence.exchanges)
-        causes.removeAll(lineCause(facts.strangers));
+    causes.removeAll(lineCause(facts.strangers));
     return causes;
 }
 
@@ -56,14 +65,16 @@ QStringList causesAt(const PanelFile &panel, const LineReports &lines, std::size
 }
 
 QStringList conclusionOf(const Facts &facts, const ExchangeCounts &counts) {
-    constexpr int EnoughToTell = 5;
     QStringList causes = causesOf(facts);
     const bool isRare = counts.failed() * 100 < counts.exchanges;
-    if (!causes.isEmpty() || isRare || counts.failed() == 0)
+    if (!causes.isEmpty() || isRare || !lineCause(facts.strangers).isEmpty())
         return causes;
-    return {facts.evidence.exchanges < EnoughToTell
-                ? "too few exchanges to tell why"
-                : "the failures are too few, or too mixed, to tell why"};
+    const int exchanges = facts.evidence.exchanges;
+    return {exchanges < FewestExchanges
+                ? QString("too few exchanges to tell why: %1 of %2 needed, run longer")
+                      .arg(exchanges)
+                      .arg(FewestExchanges)
+                : QString("the failures are too few, or too mixed, to tell why")};
 }
 
 QString stationText(int station) {

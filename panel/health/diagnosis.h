@@ -23,13 +23,13 @@ using LineReports = std::vector<LineReport>; // by line, as PanelFile::lines
 Facts factsOf(const LineFindings &findings, int station);
 Facts factsOf(const LineFindings &findings, int station, const PanelFile &panel, std::size_t line);
 
-// What ails a station, the likeliest first; what ails its whole line (lineCause()) is among it for
-// a station alone that has failures.
+// What ails a station, the likeliest first; what ails its whole line is lineCause().
 QStringList causesOf(const Facts &facts);
 QStringList causesAt(const PanelFile &panel, const LineReports &lines, std::size_t line,
                      int station);
 
-// The causes as a summary has them: where there are none, why, unless failures are rare.
+// The causes as a summary has them: where there are none, why, unless failures are rare or the
+// line is the cause.
 QStringList conclusionOf(const Facts &facts, const ExchangeCounts &counts);
 
 // "station 2", "broadcasts" for 0.

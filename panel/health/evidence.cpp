@@ -183,6 +183,7 @@ Evidence EvidenceKeeper::evidenceOf(const Station &station) {
         evidence.good += finding.kind == Kind::Good ? 1 : 0;
         evidence.garbled += finding.kind == Kind::Garbled ? 1 : 0;
         evidence.silent += finding.kind == Kind::Silent ? 1 : 0;
+        evidence.silences += finding.kind == Kind::Silent && evidence.silentInARow == 0 ? 1 : 0;
         evidence.unfitting += finding.kind == Kind::Unfitting ? 1 : 0;
         evidence.silentInARow = finding.kind == Kind::Silent ? evidence.silentInARow + 1 : 0;
         if (finding.kind == Kind::Refused) {

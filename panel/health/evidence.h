@@ -29,6 +29,7 @@ struct Evidence {
     int good = 0;
     int refused = 0;
     int silent = 0;       // not one byte of it came
+    int silences = 0;     // stretches of them, however long
     int unfitting = 0;    // its good answer does not fit what was asked
     int garbled = 0;      // bytes came, and no good frame
     int others = 0;       // a good answer came at once, from another station
