@@ -347,12 +347,15 @@ TEST_F(Loop, TellsOfADeviceThatGoesWhileNothingIsAskedAndPollsOnceItIsBack) {
     m_panel.lines[0].scanIntervalMs = 600'000;
     start();
     waitForGood(1);
+    std::this_thread::sleep_for(200ms); // nothing is under way any more
     const std::size_t before = exchanges();
     m_stations.unplug();
     const auto isLoss = [](const Exchange &exchange) {
         return exchange.outcome == Outcome::DeviceGone;
     };
-    EXPECT_TRUE(waitSince(before, isLoss).gaveUp);
+    const Exchange loss = waitSince(before, isLoss);
+    EXPECT_TRUE(loss.gaveUp);
+    EXPECT_EQ(loss.station, 0) << "no station is to blame";
     m_stations.plugIn();
     waitForGood(1); // the next pass does not wait
 }

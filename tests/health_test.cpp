@@ -211,8 +211,10 @@ TEST(Health, CountsByStationAndKeepsReplyTimesWithinAStep) {
     HealthKeeper keeper;
     for (int i = 0; i < 3; ++i)
         keeper.observe(exchangeOf(i == 0 ? Garbled : Good, i));
+    keeper.observe(exchangeOf({Outcome::DeviceGone, {}, {}, {}}, 3));
     const LineHealth health = keeper.snapshot();
     EXPECT_EQ(countsText(health.total()), "exchanges 3, failed 1 (bad checksum 1), given up 0");
+    EXPECT_EQ(health.deviceLosses, 1U) << "of the line alone";
     EXPECT_EQ(health.strayBytes, 0U);
     EXPECT_EQ(health.stations.at(2).lastBad.reason, "bad checksum");
 

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
 
 #include <array>
@@ -275,6 +276,27 @@ TEST_F(Port, APauseEndsABrokenReplyAndAStopEndsAnyWait) {
     port.exchange(Request, Reply.size(), 2 * Ever);
     EXPECT_LT(Clock::now() - began, 2 * Ever);
     station.join();
+}
+
+TEST_F(Port, GivesNoReplyTimeWhereTheProcessWasStoppedMeanwhile) {
+    SerialPort port(m_settings, m_stop);
+    ASSERT_EQ(open(port), "");
+    std::thread station([this] {
+        m_terminal.hear(Request.size());
+        QProcess::execute("sh", {"-c", "kill -STOP $PPID; sleep 1; kill -CONT $PPID"});
+        m_terminal.say(Reply);
+    });
+    const Exchange stopped = port.exchange(Request, Reply.size(), Ever);
+    station.join();
+    EXPECT_EQ(stopped.outcome, Outcome::Good);
+    EXPECT_EQ(stopped.replyTime, 0us);
+
+    std::thread again([this] {
+        m_terminal.hear(Request.size());
+        m_terminal.say(Reply);
+    });
+    EXPECT_GT(port.exchange(Request, Reply.size(), Ever).replyTime, 0us);
+    again.join();
 }
 
 TEST_F(Port, AFailedSendLeavesNothingInThePort) {

@@ -40,10 +40,10 @@ const FunctionNames &functionsOfRegisters() {
 }
 
 QString otherFunctionText(int function) {
-    static const FunctionNames names{{7, "read exception status"},       {8, "diagnostics"},
-                                     {11, "read event counter"},         {12, "read event log"},
-                                     {17, "read server identification"}, {24, "read queue"},
-                                     {43, "read device identification"}};
+    static const FunctionNames names{{0, "nothing asked"},   {7, "read exception status"},
+                                     {8, "diagnostics"},     {11, "read event counter"},
+                                     {12, "read event log"}, {17, "read server identification"},
+                                     {24, "read queue"},     {43, "read device identification"}};
     const auto name = names.find(function);
     return name == names.end() ? QString("function %1").arg(function) : QString(name->second);
 }

@@ -93,6 +93,10 @@ double LineHealth::share() const {
 void HealthKeeper::observe(const Exchange &exchange) {
     const std::lock_guard lock(m_mutex);
     constexpr auto Lately = std::chrono::seconds(10);
+    if (exchange.outcome == Outcome::DeviceGone) {
+        ++m_health.deviceLosses;
+        return;
+    }
     if (isFirst(m_began)) {
         m_began = exchange.began;
         m_earlier = m_mark = {exchange.began, {}};

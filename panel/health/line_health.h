@@ -46,6 +46,7 @@ struct StationHealth {
 
 struct LineHealth {
     std::map<int, StationHealth> stations; // by number; 0 is broadcasts
+    quint64 deviceLosses = 0;              // times that the device went; of no station
     quint64 strayBytes = 0;                // heard outside of the replies waited for
     std::chrono::microseconds busy{0};     // line time that exchanges took
     std::chrono::microseconds watched{0};  // since the first exchange began

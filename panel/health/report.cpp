@@ -114,6 +114,7 @@ QJsonObject lineObject(const PanelFile &panel, const LineReports &lines, std::si
                        {"shareInUse", findings.health.share()},
                        {"passes", number(status.passes)},
                        {"lastPassMs", hasPass ? milliseconds(status.lastPass) : QJsonValue()},
+                       {"deviceLosses", number(findings.health.deviceLosses)},
                        {"strayBytes", number(findings.health.strayBytes)},
                        {"anotherMaster", masterObject(findings.strangers)},
                        {"refusedVariables", refusedNames(panel, status)},

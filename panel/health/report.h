@@ -4,6 +4,7 @@
 //      "name", "device", "baudRate",
 //      "deviceGone": null or why, "remarks": [what the device cannot do],
 //      "shareInUse": 0 to 1 since the start, "passes", "lastPassMs": null until there was one,
+//      "deviceLosses": times that it went, of which no station's counts know,
 //      "strayBytes", "anotherMaster": null or {"exchanges", "requests", "answers"},
 //      "refusedVariables": [names], "causes": [what ails the line as a whole],
 //      "exchanges", "failed", "givenUp", "failures": {"noReply": 3, ...},

@@ -43,6 +43,8 @@ QString lineLines(const PanelFile &panel, const LineReports &lines, std::size_t 
     for (const auto &[station, health] : findings.health.stations)
         text += stationLines(panel, lines, line, station, health);
     text += QString("  %1\n").arg(useText(lines[line]));
+    if (const quint64 losses = findings.health.deviceLosses; losses > 0)
+        text += QString("  device gone: %1 time%2\n").arg(losses).arg(losses == 1 ? "" : "s");
     if (findings.health.strayBytes > 0)
         text += QString("  late bytes: %1\n").arg(findings.health.strayBytes);
     const QString cause = lineCause(findings.strangers);

@@ -260,7 +260,8 @@ void CommLoop::learnOfStation(Exchange *exchange) {
 void CommLoop::learnFromRead(const Exchange &exchange, int itemId) {
     LineTime &known = m_replyTimes[exchange.station];
     const LineTime measured = exchange.replyTime;
-    known = known.count() == 0 ? measured : known + (measured - known) / Smoothing;
+    if (measured.count() > 0)
+        known = known.count() == 0 ? measured : known + (measured - known) / Smoothing;
     if (itemId == ReaskItem) {
         m_plan.forgetRefusals(exchange.station);
         m_haveBlocksChanged = true;
@@ -331,7 +332,6 @@ void CommLoop::deviceGone() {
 void CommLoop::tellOfLoss() {
     Exchange lost;
     lost.line = m_parts.line;
-    lost.station = *m_stations.rbegin();
     lost.outcome = Outcome::DeviceGone;
     lost.sentAt = std::chrono::system_clock::now();
     lost.began = Clock::now();

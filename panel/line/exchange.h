@@ -41,7 +41,7 @@ struct Exchange {
     std::size_t line = 0; // index in PanelFile::lines
     Purpose purpose = Purpose::Poll;
     int station = 0;       // asked; 0 all of them
-    int function = 0;      // 3, 4 or 16
+    int function = 0;      // 3, 4 or 16; 0: the device went while nothing was asked
     int firstRegister = 0; // as on the wire
     int registers = 0;
     // Where the driver keeps what a read brings: 6, 7 or 8; 0 where nobody knows. Holding registers

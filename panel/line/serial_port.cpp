@@ -29,6 +29,7 @@ constexpr auto OpenPause = 20ms;
 constexpr auto Slice = 50ms;          // how soon a wait sees that the panel is to stop
 constexpr auto SendPatience = 1s;     // for a device that takes no byte
 constexpr auto SilencePatience = 10s; // a line that never falls silent must not hold the panel
+constexpr auto LongestSleep = 500ms;  // of a process that is not stopped, Ctrl-Z: ten slices
 constexpr auto WakeUpTime = 60us;
 constexpr int MostHeard = 1024; // a line that babbles must not hold it either
 
@@ -174,7 +175,8 @@ Exchange SerialPort::exchange(const QByteArray &request, int replyLength,
     if (replyLength >= 0)
         describeRequest(request, &exchange);
     exchange.sentAt = std::chrono::system_clock::now();
-    exchange.began = Clock::now();
+    exchange.began = m_lastLook = Clock::now();
+    m_wasStopped = false;
     m_reception.beginReply();
     if (!m_stopRequested && !m_isGone && send(request)) {
         const Clock::time_point requestEnd = exchange.began + timeOnLine(m_settings, request);
@@ -188,6 +190,8 @@ Exchange SerialPort::exchange(const QByteArray &request, int replyLength,
     }
     if (m_isGone)
         exchange.outcome = Outcome::DeviceGone;
+    if (m_wasStopped)
+        exchange.replyTime = {};
     exchange.received = m_reception.take();
     exchange.duration = asMicroseconds(Clock::now() - exchange.began + pauseBefore());
     return exchange;
@@ -297,9 +301,17 @@ bool SerialPort::hear(Clock::time_point until) {
     return false;
 }
 
-bool SerialPort::wait(short event, Clock::time_point until, short *happened) const {
+// The time, and whether it was looked at too long ago for a process that went on all the while.
+SerialPort::Clock::time_point SerialPort::look() {
+    const Clock::time_point now = Clock::now();
+    m_wasStopped = m_wasStopped || now - m_lastLook > LongestSleep;
+    m_lastLook = now;
+    return now;
+}
+
+bool SerialPort::wait(short event, Clock::time_point until, short *happened) {
     while (!m_isGone && !m_stopRequested) {
-        const Clock::duration left = std::max<Clock::duration>(until - Clock::now(), 0ns);
+        const Clock::duration left = std::max<Clock::duration>(until - look(), 0ns);
         const timespec time = asTimespec(std::min<Clock::duration>(left, Slice));
         pollfd source{m_device, event, 0};
         const int ready = ::ppoll(&source, 1, &time, nullptr);
@@ -317,7 +329,7 @@ bool SerialPort::readPending(short happened) {
     std::array<char, 512> bytes{};
     const ssize_t count = ::read(m_device, bytes.data(), bytes.size());
     if (count > 0) {
-        m_lastByte = Clock::now();
+        m_lastByte = look();
         m_reception.add(QByteArray(bytes.data(), static_cast<int>(count)), m_lastByte);
         return true;
     }

@@ -49,7 +49,8 @@ public:
     // function and registers only where the request is one of Modbus. `received` begins with what
     // was heard since the exchange before: pieces with `at` before `began` are late bytes or
     // somebody else's. With `localEcho` our own echo is not in it. Once a stop was requested the
-    // outcome means nothing, and perhaps nothing was sent.
+    // outcome means nothing, and perhaps nothing was sent. There is no replyTime where this process
+    // was stopped meanwhile: when the reply came is not known then.
     Exchange exchange(const QByteArray &request, int replyLength,
                       std::chrono::microseconds responseTimeout);
 
@@ -74,7 +75,8 @@ private:
     void report(const ReplyVerdict &verdict, Clock::time_point requestEnd, Exchange *exchange);
 
     bool hear(Clock::time_point until);
-    bool wait(short event, Clock::time_point until, short *happened) const;
+    bool wait(short event, Clock::time_point until, short *happened);
+    Clock::time_point look();
     bool readPending(short happened);
 
     LineSettings m_settings;
@@ -84,6 +86,8 @@ private:
     bool m_isGone = false;
     QStringList m_remarks;
     Clock::time_point m_lastByte; // on the line, whoever sent it
+    Clock::time_point m_lastLook; // at the clock
+    bool m_wasStopped = false;    // since the exchange began
     Reception m_reception;
 };
 
