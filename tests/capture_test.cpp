@@ -2,6 +2,7 @@
 #include "modbus/checksums.h"
 #include "modbus/frame_bytes.h"
 #include "panel/health/capture.h"
+#include "panel/health/heard.h"
 #include "panel/health/replay.h"
 #include "panel/health/trace.h"
 
@@ -47,6 +48,10 @@ Exchange exchangeOf(int number, const QByteArray &request, Outcome outcome,
     for (const QByteArray &bytes : heard)
         exchange.received.push_back({at += milliseconds(3), bytes});
     exchange.outcome = outcome;
+    const bool isAnswered = outcome == Outcome::Good || outcome == Outcome::Refused;
+    exchange.reply = isAnswered ? heardOf(exchange.received).bytes : QByteArray();
+    if (exchange.reply.startsWith(request + ReadReply))
+        exchange.reply = ReadReply;
     return exchange;
 }
 
@@ -180,7 +185,7 @@ TEST(Trace, HasALineForEachExchangeOrForFailuresAlone) {
     QFile file(path);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QByteArrayList lines = file.readAll().split('\n');
-    EXPECT_EQ(lines.size(), 6 + 1);
+    EXPECT_EQ(lines.size(), 6 + 1) << "an echo is no trouble";
     EXPECT_EQ(lines[3], "2023-11-14T22:13:21.000Z main station 2: read holding 0: bad checksum, "
                         "00 FF 81");
     EXPECT_TRUE(traceLine(recorded().back(), "").contains(" station 3: write holding 0 = 7: good"));
@@ -192,6 +197,34 @@ TEST(Trace, HasALineForEachExchangeOrForFailuresAlone) {
         std::this_thread::sleep_for(milliseconds(1));
     EXPECT_EQ(full.error().toStdString(), "/dev/full: No space left on device");
     EXPECT_EQ(full.dropped(), 1U);
+}
+
+TEST(Trace, ShowsTheValuesOfEveryFunctionAndWhatCameBesides) {
+    const QByteArray stray = frame("070302002A");
+    const struct {
+        QByteArray request;
+        std::vector<QByteArray> heard; // the answer last
+        const char *shown;
+    } cases[] = {
+        {frame("020100000010"), {frame("02010205A0")}, "good, 1 0 1 0 0 0 0 0 0 0 0 0 0 1 0 1"},
+        {frame("020200000003"), {frame("02020105")}, "good, 1 0 1"},
+        {frame("02050003FF00"), {frame("02050003FF00")}, "write coil 3 = 1: good"},
+        {frame("020F0000000A02CD01"), {frame("020F0000000A")}, "= 1 0 1 1 0 0 1 1 1 0: good"},
+        {frame("02170000000200050001020009"), {frame("02170400070008")}, "good, 7 8"},
+        {Read, {stray, ReadReply}, "good, 10 11, besides 07 03 02 00 2A"},
+        {Read, {Read, ReadReply}, "good, 10 11"},
+    };
+    for (const auto &c : cases) {
+        Replay replay([&](const Exchange &exchange) {
+            EXPECT_TRUE(traceLine(exchange, "").contains(c.shown))
+                << qPrintable(traceLine(exchange, ""));
+            EXPECT_EQ(hasTrouble(exchange), c.heard.front() == stray);
+        });
+        auto at = std::chrono::system_clock::time_point(milliseconds(1));
+        replay.take({at, c.request});
+        for (const QByteArray &bytes : c.heard)
+            replay.take({at += milliseconds(5), bytes});
+    }
 }
 
 template <typename Recorder>

@@ -59,6 +59,17 @@ TEST_F(Commands, ReadPrintsValuesAndReasons) {
     EXPECT_TRUE(bad.output.contains("9/holding:1 = no answer within 100 ms\nholding:1 = "));
 }
 
+TEST_F(Commands, ReadTellsAnEchoAndALateAnswerFromSilence) {
+    startPlc({"--faults", "echo=100%@2", "--silent", "2", "--late", "3:450"});
+    const Result result =
+        panel({"read", device(), "--timeout", "300", "2/holding:1", "3/holding:1"});
+    EXPECT_TRUE(
+        result.output.contains("= no answer within 300 ms; only our own request came back"));
+    EXPECT_TRUE(result.output.contains(QRegularExpression("; it came after [45]\\d\\d ms: try "
+                                                          "--timeout \\d+\n")))
+        << qPrintable(result.output);
+}
+
 TEST_F(Commands, ReadAsksABusyStationAgain) {
     startPlc({"--faults", "exception=50%:6", "--seed", "3"});
     const Result result = panel({"read", device(), "holding:1", "holding:2", "holding:3"});
@@ -122,6 +133,24 @@ TEST_F(Commands, FindNamesStationsAndSettingsAndWritesAPanelFile) {
     }
     const Result run = panel({"run", path("found.json"), "--scans", "3"});
     EXPECT_EQ(run.status, 0) << qPrintable(run.output + run.errors);
+}
+
+TEST_F(Commands, FindHearsRefusalsAndLateStationsButNotItself) {
+    startPlc({"--faults", "echo=100%,exception=100%:2@2", "--late", "3:80", "--silent", "1"});
+    const Result found = panel({"find", device(), "--baud", "19200", "--parity", "even",
+                                "--stations", "1-5", "--file", path("echo.json")});
+    EXPECT_TRUE(
+        found.output.contains(QRegularExpression("^station 2: 19200 even 1, answers in \\d+ ms\n"
+                                                 "station 3: 19200 even 1, answers in \\d+ ms\n"
+                                                 "our own request comes back \\(echo\\)\n\\z")))
+        << qPrintable(found.output);
+    QFile file(path("echo.json"));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(QJsonDocument::fromJson(file.readAll())["port"]["localEcho"], true);
+    const Result none = panel(
+        {"find", device(), "--baud", "19200,9600", "--parity", "odd", "--stations", "1,10-12"});
+    EXPECT_EQ(none.status, 1);
+    EXPECT_EQ(none.output, "our own request comes back (echo); no station answered\n");
 }
 
 TEST_F(Commands, PlanShowsBothPlans) {

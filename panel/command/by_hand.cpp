@@ -2,7 +2,10 @@
 
 #include "panel/command/stop_request.h"
 #include "panel/health/exchange_text.h"
+#include "panel/health/frames.h"
+#include "panel/health/heard.h"
 #include "panel/line/driver_copy.h"
+#include "panel/line/line_time.h"
 
 namespace {
 
@@ -19,13 +22,24 @@ int noteEnd(void *isOver, int /*ownerId*/, int /*itemId*/, int /*status*/) {
     return 0;
 }
 
+// When nothing came in time. `late` is what an answer took all the same, 0 when none came.
+QString silenceText(const Exchange &exchange, int timeoutMs, std::chrono::microseconds late) {
+    const QString text = QString("no answer within %1 ms").arg(timeoutMs);
+    if (late.count() > 0) {
+        return text + QString("; it came after %1: try --timeout %2")
+                          .arg(durationText(late))
+                          .arg(sufficientTimeoutMs(late));
+    }
+    return hasEcho(exchange) ? text + "; only our own request came back (echo)" : text;
+}
+
 // For the one who stands at the machine.
-QString failureText(const Exchange &exchange, int timeoutMs) {
+QString failureText(const Exchange &exchange, const QString &silence) {
     switch (exchange.outcome) {
     case Outcome::Good:
         return {};
     case Outcome::NoReply:
-        return QString("no answer within %1 ms").arg(timeoutMs);
+        return silence;
     case Outcome::Refused:
         return outcomeText(exchange);
     case Outcome::BadCrc:
@@ -125,16 +139,31 @@ void HandLine::exchange(const Protocol &request) {
     if (m_port.isGone() || m_stopRequested)
         return;
     const bool isGood = exchange.outcome == Outcome::Good;
-    m_failure = failureText(exchange, m_settings.responseTimeoutMs);
+    // A late answer must not pass for the next one.
+    const bool isOwed = !isGood && exchange.outcome != Outcome::Refused;
+    const auto late = isOwed ? hearLateAnswer(exchange) : std::chrono::microseconds(0);
+    m_failure = failureText(exchange, silenceText(exchange, m_settings.responseTimeoutMs, late));
     QByteArray reply = isGood ? exchange.reply : QByteArray();
     // To ask again would get the same refusal.
     if (isFinalRefusal(exchange))
         m_info.retryCount = m_info.retryLimit;
     if (m_driver.DataCom(&reply, reply.size())->result == Good)
         m_info.retryCount = 0;
-    // A late answer must not pass for the next one.
-    if (!isGood && exchange.outcome != Outcome::Refused)
-        m_port.waitUntilQuiet(timeout);
+}
+
+// Listens until the line is quiet. What the answer took from the end of its request; 0: none came.
+std::chrono::microseconds HandLine::hearLateAnswer(const Exchange &exchange) {
+    m_port.waitUntilQuiet(std::chrono::milliseconds(m_settings.responseTimeoutMs));
+    const Heard heard = heardOf(m_port.takeReceived());
+    const Frame request{FrameShape::Request, 0, exchange.request};
+    for (const Frame &frame : cutFrames(heard.bytes)) {
+        if (!answers(frame, request))
+            continue;
+        const auto sent = exchange.began + frameTime(m_settings, exchange.request.size());
+        return std::chrono::duration_cast<std::chrono::microseconds>(
+            heard.times.at(static_cast<std::size_t>(frame.offset)) - sent);
+    }
+    return std::chrono::microseconds(0);
 }
 
 int workByHand(const DeviceOptions &options, const HandWork &work) {

@@ -34,6 +34,7 @@ public:
 private:
     QString carryOut();
     void exchange(const Protocol &request);
+    std::chrono::microseconds hearLateAnswer(const Exchange &exchange);
 
     LineSettings m_settings;
     const std::atomic<bool> &m_stopRequested;

@@ -55,7 +55,7 @@ int explain(const ExplainOptions &options) {
     LineWatch watch;
     Replay replay([&](const Exchange &exchange) {
         watch.observe(exchange);
-        const bool isWanted = !options.failuresOnly || exchange.outcome != Outcome::Good;
+        const bool isWanted = !options.failuresOnly || hasTrouble(exchange);
         if (isWanted && !options.conclusionOnly)
             out << traceLine(exchange, {}) << '\n';
     });
@@ -89,7 +89,8 @@ Command addExplainCommand(CLI::App &program) {
         "line is thus in them: 5 ms for a read at 19200 baud. Exit status: 0 every exchange\n"
         "was good; 1 not so; 2 no capture.");
     app.add("CAPTURE", &options->capture, "A capture of link type 147 (pcap or pcapng)").required();
-    app.addFlag("--failures", &options->failuresOnly, "List the exchanges that failed alone");
+    app.addFlag("--failures", &options->failuresOnly,
+                "List only what failed, or was heard besides");
     app.addFlag("--conclusion", &options->conclusionOnly, "List no exchanges");
     return {app.command(), [options] {
                 return explain(*options);

@@ -87,17 +87,20 @@ QJsonObject variableOf(const FoundStation &found) {
     return variable;
 }
 
-QByteArray panelFileOf(const QString &device, const std::vector<FoundStation> &found) {
+QByteArray panelFileOf(const QString &device, const StationSearch &search) {
+    const std::vector<FoundStation> &found = search.found();
     const SearchSetting setting = commonSetting(found);
     QJsonArray variables;
     for (const FoundStation &one : found) {
         if (settingText(one.setting) == settingText(setting))
             variables += variableOf(one);
     }
-    const QJsonObject port{{"device", device},
-                           {"baudRate", setting.baudRate},
-                           {"parity", parityName(setting.parity)},
-                           {"stopBits", setting.stopBits}};
+    QJsonObject port{{"device", device},
+                     {"baudRate", setting.baudRate},
+                     {"parity", parityName(setting.parity)},
+                     {"stopBits", setting.stopBits}};
+    if (search.hearsItself())
+        port["localEcho"] = true;
     return QJsonDocument(QJsonObject{{"port", port}, {"variables", variables}}).toJson();
 }
 
@@ -138,6 +141,18 @@ std::optional<StationSearch::Plan> planOf(const FindOptions &options) {
                                *stations, options.timeoutMs};
 }
 
+// What the search has to say besides the stations.
+QString endText(const StationSearch &search) {
+    QStringList parts;
+    if (search.hearsItself())
+        parts += "our own request comes back (echo)";
+    if (search.found().empty())
+        parts += "no station answered";
+    if (search.found().empty() && search.heardGarbage())
+        parts += "bytes came that are no answer: other settings, or noise";
+    return parts.isEmpty() ? QString() : parts.join("; ") + '\n';
+}
+
 int find(const FindOptions &options) {
     const auto plan = planOf(options);
     if (!plan)
@@ -151,16 +166,12 @@ int find(const FindOptions &options) {
     clearProgress();
     if (!error.isEmpty())
         return complain(error, DeviceLost);
-    if (search.found().empty()) {
-        QTextStream(stdout) << "no station answered"
-                            << (search.heardGarbage()
-                                    ? "; bytes came that are no answer: other settings, or noise\n"
-                                    : "\n");
+    QTextStream(stdout) << endText(search);
+    if (search.found().empty())
         return NotAllHeld;
-    }
     if (options.file.empty())
         return AllHeld;
-    return writePanelFile(pathText(options.file), panelFileOf(plan->device, search.found()));
+    return writePanelFile(pathText(options.file), panelFileOf(plan->device, search));
 }
 
 } // namespace

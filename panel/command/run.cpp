@@ -180,7 +180,8 @@ void addOutputs(CommandOptions app, OutputOptions *outputs) {
     const CommandOption trace =
         app.add("--trace", &outputs->trace, "Write a line for each exchange; - is standard output")
             .shownAs("FILE|-");
-    app.addFlag("--trace-failures", &outputs->traceFailures, "Of the exchanges that failed alone")
+    app.addFlag("--trace-failures", &outputs->traceFailures,
+                "Only of what failed, or was heard besides")
         .needs(trace);
     app.add("--capture", &outputs->capture, "Record every frame, for panel explain or tshark")
         .shownAs("FILE.pcap");

@@ -3,6 +3,7 @@
 #include "modbus/checksums.h"
 #include "modbus/frame_bytes.h"
 #include "panel/command/device_options.h"
+#include "panel/health/heard.h"
 #include "panel/line/read_frames.h"
 #include "panel/line/reply_check.h"
 
@@ -154,12 +155,16 @@ void StationSearch::ask(SerialPort &port, const SearchSetting &setting, int stat
         port.exchange(readRequest(station, ReadHolding), ReplyBytes, timeout(setting));
     const int late = stationHeard(exchange.received, exchange.request);
     const int previous = std::exchange(m_lastAsked, station);
-    if (m_stopRequested || port.isGone() || exchange.received.empty())
+    if (m_stopRequested || port.isGone())
         return;
+    ++m_asked;
+    m_echoes += hasEcho(exchange) ? 1 : 0;
     if (isAnswer(exchange)) {
         note(port, setting, exchange);
         return;
     }
+    if (straysOf(exchange).isEmpty())
+        return;
     // A late answer, whole or spoilt by our own request.
     if (late == 0) {
         m_heardGarbage = true;

@@ -63,6 +63,8 @@ public:
     const std::vector<FoundStation> &found() const { return m_found; }
     // Bytes came that were no answer: another setting, or noise.
     bool heardGarbage() const { return m_heardGarbage; }
+    // Most of our requests came back.
+    bool hearsItself() const { return m_echoes * 2 > m_asked; }
 
 private:
     QString searchAt(std::size_t index);
@@ -79,6 +81,8 @@ private:
     const std::atomic<bool> &m_stopRequested;
     std::vector<FoundStation> m_found;
     bool m_heardGarbage = false;
+    int m_asked = 0;
+    int m_echoes = 0;       // of these
     int m_garbledTries = 0; // at the setting under way
     int m_lastAsked = 0;    // there; 0 none
 };

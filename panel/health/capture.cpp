@@ -1,34 +1,17 @@
 #include "panel/health/capture.h"
 
 #include "panel/health/frames.h"
+#include "panel/health/heard.h"
 
 namespace {
 
-using SystemTime = std::chrono::system_clock::time_point;
 using SystemDuration = std::chrono::system_clock::duration;
 
-// The bytes heard before the request went out, or after.
-struct Heard {
-    QByteArray bytes;
-    std::vector<SystemTime> times; // of each byte
-};
-
-Heard heardOf(const Exchange &exchange, bool afterRequest) {
-    Heard heard;
-    for (const ReceivedBytes &piece : exchange.received) {
-        if ((piece.at >= exchange.began) != afterRequest)
-            continue;
-        const auto since = std::chrono::duration_cast<SystemDuration>(piece.at - exchange.began);
-        heard.bytes += piece.bytes;
-        heard.times.resize(static_cast<std::size_t>(heard.bytes.size()), exchange.sentAt + since);
-    }
-    return heard;
-}
-
-void append(const Heard &heard, std::vector<CapturedPacket> *packets) {
+void append(const Heard &heard, const Exchange &exchange, std::vector<CapturedPacket> *packets) {
     for (const Frame &frame : cutFrames(heard.bytes)) {
-        const SystemTime at = heard.times.at(static_cast<std::size_t>(frame.offset));
-        packets->push_back({at, frame.bytes});
+        const auto since = heard.times.at(static_cast<std::size_t>(frame.offset)) - exchange.began;
+        packets->push_back(
+            {exchange.sentAt + std::chrono::duration_cast<SystemDuration>(since), frame.bytes});
     }
 }
 
@@ -36,10 +19,10 @@ void append(const Heard &heard, std::vector<CapturedPacket> *packets) {
 
 std::vector<CapturedPacket> packetsOf(const Exchange &exchange) {
     std::vector<CapturedPacket> packets;
-    append(heardOf(exchange, false), &packets);
+    append(heardBefore(exchange), exchange, &packets);
     if (!exchange.request.isEmpty() && exchange.outcome != Outcome::DeviceGone)
         packets.push_back({exchange.sentAt, exchange.request});
-    append(heardOf(exchange, true), &packets);
+    append(heardAfter(exchange), exchange, &packets);
     return packets;
 }
 

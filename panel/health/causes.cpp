@@ -1,6 +1,7 @@
 #include "panel/health/causes.h"
 
 #include "panel/health/exchange_text.h"
+#include "panel/line/line_time.h"
 
 #include <algorithm>
 #include <array>
@@ -126,13 +127,6 @@ QString otherStationSentence(const Facts &facts) {
                    "number set in the device")
         .arg(numbers.join(", "))
         .arg(facts.station);
-}
-
-// Half as much again as the latest seen, in steps that people would choose.
-int sufficientTimeoutMs(std::chrono::microseconds latestLate) {
-    constexpr int Step = 50;
-    const auto latest = std::chrono::ceil<std::chrono::milliseconds>(latestLate);
-    return static_cast<int>((latest.count() * 3 / 2 + Step - 1) / Step * Step);
 }
 
 QString lateSentence(const Facts &facts) {

@@ -2,7 +2,7 @@
 
 #include "panel/health/earlier_file.h"
 #include "panel/health/exchange_text.h"
-#include "panel/line/read_frames.h"
+#include "panel/health/heard.h"
 
 #include <QRegularExpression>
 
@@ -10,48 +10,95 @@
 
 namespace {
 
-constexpr int WriteOne = 6;
-constexpr int WriteSeveral = 16;
 constexpr int MostRegisters = 8;
+constexpr int MostBits = 16;
 constexpr int MostBytes = 64;
+constexpr int ChecksumBytes = 2;
 
-// The registers of a frame, from that byte to the checksum.
-QString registersText(const QByteArray &frame, int begin) {
+QString limited(QStringList values, int most) {
+    const bool isMore = values.size() > most;
+    return QStringList(values.mid(0, most)).join(' ') + (isMore ? " ..." : "");
+}
+
+int unsignedAt(const QByteArray &data, int index) {
+    return static_cast<uchar>(data.at(index));
+}
+
+QString registersText(const QByteArray &data, int /*count*/) {
     QStringList values;
-    for (int at = begin; at + 3 < frame.size() && values.size() < MostRegisters; at += 2) {
-        const int value =
-            static_cast<uchar>(frame.at(at)) << 8 | static_cast<uchar>(frame.at(at + 1));
-        values += QString::number(value);
-    }
-    const bool isMore = frame.size() > begin + 2 + 2 * MostRegisters;
-    return values.join(' ') + (isMore ? " ..." : "");
+    for (int at = 0; at + 1 < data.size() && values.size() <= MostRegisters; at += 2)
+        values += QString::number(unsignedAt(data, at) << 8 | unsignedAt(data, at + 1));
+    return limited(values, MostRegisters);
 }
 
-// What a write carries: " = 77".
-QString writtenText(const Exchange &exchange) {
-    // Behind station, function, register; and number of registers and of bytes.
-    static const std::map<int, int> begins{{WriteOne, 4}, {WriteSeveral, 7}};
-    const auto begin = begins.find(exchange.function);
-    return begin == begins.end() ? QString()
-                                 : " = " + registersText(exchange.request, begin->second);
+// The lowest bit of the first byte first.
+QString bitsText(const QByteArray &data, int count) {
+    QStringList values;
+    for (int i = 0; i < count && i / 8 < data.size() && values.size() <= MostBits; ++i)
+        values += QString::number(unsignedAt(data, i / 8) >> i % 8 & 1);
+    return limited(values, MostBits);
 }
 
-QString heardText(const Exchange &exchange) {
-    QByteArray heard;
-    for (const ReceivedBytes &piece : exchange.received)
-        heard += piece.bytes;
-    return hexText(heard.left(MostBytes)) + (heard.size() > MostBytes ? " ..." : "");
+QString coilText(const QByteArray &data, int /*count*/) {
+    return data.startsWith('\0') ? "0" : "1";
+}
+
+// Where the values of a function stand in its frame, and how they are shown.
+struct Values {
+    int begin;
+    QString (*text)(const QByteArray &data, int count);
+};
+using ValuesByFunction = std::map<int, Values>;
+
+// Behind station, function, register; and number of registers and of bytes.
+const ValuesByFunction &valuesOfRequests() {
+    static const ValuesByFunction values{{5, {4, coilText}},
+                                         {6, {4, registersText}},
+                                         {15, {7, bitsText}},
+                                         {16, {7, registersText}},
+                                         {22, {4, registersText}}};
+    return values;
+}
+
+// Behind station, function, number of bytes; of a queue also of registers.
+const ValuesByFunction &valuesOfReplies() {
+    static const ValuesByFunction values{{1, {3, bitsText}},       {2, {3, bitsText}},
+                                         {3, {3, registersText}},  {4, {3, registersText}},
+                                         {23, {3, registersText}}, {24, {6, registersText}}};
+    return values;
+}
+
+// Empty where the function carries none.
+QString valuesText(const QByteArray &frame, const ValuesByFunction &known,
+                   const Exchange &exchange) {
+    const auto values = known.find(exchange.function);
+    if (values == known.end())
+        return {};
+    const QByteArray data = frame.left(frame.size() - ChecksumBytes).mid(values->second.begin);
+    return values->second.text(data, exchange.registers);
+}
+
+QString bytesText(const QByteArray &bytes) {
+    return hexText(bytes.left(MostBytes)) + (bytes.size() > MostBytes ? " ..." : "");
 }
 
 bool fits(const Exchange &exchange) {
     return exchange.outcome == Outcome::Good || exchange.outcome == Outcome::Refused;
 }
 
+// ", 10 11", and what came besides.
 QString whatCame(const Exchange &exchange) {
-    const bool isRegisters = exchange.function == ReadHolding || exchange.function == ReadInput;
-    if (exchange.outcome == Outcome::Good && isRegisters)
-        return registersText(exchange.reply, 3); // behind station, function, byte count
-    return fits(exchange) ? QString() : heardText(exchange);
+    QStringList came;
+    if (exchange.outcome == Outcome::Good)
+        came += valuesText(exchange.reply, valuesOfReplies(), exchange);
+    const QByteArray strays = straysOf(exchange);
+    if (fits(exchange)) {
+        came += strays.isEmpty() ? QString() : "besides " + bytesText(strays);
+    } else {
+        came += bytesText(heardOf(exchange.received).bytes);
+    }
+    came.removeAll(QString());
+    return came.isEmpty() ? QString() : ", " + came.join(", ");
 }
 
 bool isTrace(const QByteArray &beginning) {
@@ -63,13 +110,17 @@ bool isTrace(const QByteArray &beginning) {
 
 QString traceLine(const Exchange &exchange, const QString &lineName) {
     const QString line = lineName.isEmpty() ? QString() : lineName + ' ';
-    const QString came = whatCame(exchange);
+    const QString written = valuesText(exchange.request, valuesOfRequests(), exchange);
     const auto time = fits(exchange) ? exchange.replyTime : exchange.duration;
     return QString("%1 %2station %3: %4: %5%6%7")
         .arg(timeText(exchange.sentAt), line, QString::number(exchange.station),
-             requestText(exchange) + writtenText(exchange), outcomeText(exchange),
-             came.isEmpty() ? "" : ", " + came,
+             requestText(exchange) + (written.isEmpty() ? "" : " = " + written),
+             outcomeText(exchange), whatCame(exchange),
              time.count() > 0 ? ", in " + durationText(time) : "");
+}
+
+bool hasTrouble(const Exchange &exchange) {
+    return exchange.outcome != Outcome::Good || !straysOf(exchange).isEmpty();
 }
 
 Trace::Trace(const QStringList &lineNames, Which which) : m_lineNames(lineNames), m_which(which) {}
@@ -95,7 +146,7 @@ QString Trace::open(const QString &path) {
 }
 
 void Trace::observe(const Exchange &exchange) {
-    if (m_which == Which::All || exchange.outcome != Outcome::Good)
+    if (m_which == Which::All || hasTrouble(exchange))
         m_queue->push(exchange);
 }
 

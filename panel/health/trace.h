@@ -9,13 +9,16 @@
 #include <optional>
 
 // "2026-11-23T07:15:04.123Z main station 2: read holding 100..101: good, 10 11, in 4.2 ms"; of what
-// does not fit, the bytes in hexadecimal; of a write, the values: "write holding 100 = 77". Without
-// the name when it is empty.
+// does not fit, the bytes in hexadecimal, "besides 07 03 ..." where the exchange was good all the
+// same; of a write, the values: "write holding 100 = 77". Without the name when it is empty.
 QString traceLine(const Exchange &exchange, const QString &lineName);
+
+// The exchange failed, or something came that did not fit.
+bool hasTrouble(const Exchange &exchange);
 
 class Trace {
 public:
-    enum class Which { All, FailuresOnly };
+    enum class Which { All, FailuresOnly }; // as hasTrouble() says
 
     // The names of the lines, by Exchange::line.
     Trace(const QStringList &lineNames, Which which);

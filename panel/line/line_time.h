@@ -14,3 +14,7 @@ LineTime frameTime(const LineSettings &settings, int bytes);
 // Between the last byte of a frame and the first of the next: silenceUs, or where it is 0 what the
 // baud rate asks for.
 LineTime silentInterval(const LineSettings &settings);
+
+// A response time-out for a station whose latest answer took that long: half as much again, in
+// steps that people would choose.
+int sufficientTimeoutMs(std::chrono::microseconds latest);
