@@ -142,10 +142,33 @@ TEST(FastestBlocks, TakeNoMoreTimeThanAnyOtherWay) {
     }
 }
 
-TEST(Plan, CutsWhatIsLongerThanABlockBetweenItsValues) {
+LineTime timeOf(const Blocks &blocks, const PanelFile &panel) {
+    const LineCost cost(panel.lines[0]);
+    LineTime time{0};
+    for (const RegisterSpan &block : blocks)
+        time += cost.read(block.count, cost.replyTime(AssumedStationTime));
+    return time;
+}
+
+TEST(Plan, TakesNoMoreTimeThanTheDriversOwnBlocks) {
+    const Words wanted[] = {
+        {{0, 60}, {60, 60}, {120, 60}, {180, 60}, {240, 60}}, // two do not fit whole, one and a bit
+        {{0, 60}, {90, 110}, {95, 3}, {190, 20}},             // a hole, overlaps, a long one
+    };
+    for (const Words &words : wanted) {
+        const PanelFile panel = panelWith(words, PlanChoice::Fastest);
+        EXPECT_LE(timeOf(Plan(panel, 0, {}).blocks(), panel).count(),
+                  timeOf(ownBlocks(panel), panel).count());
+    }
+}
+
+TEST(Plan, CutsBetweenValuesOnly) {
     PanelFile panel = panelWith({{50, 3}}, PlanChoice::Fastest, 5);
     panel.variables[0].regType = 10; // 32-bit values: registers 100 to 105
     EXPECT_EQ(wordsOf(Plan(panel, 0, {}).blocks()), (Words{{100, 4}, {104, 2}}));
+    panel = panelWith({{7, 3}}, PlanChoice::Fastest, 3);
+    panel.variables[0].words = 2; // over single words: registers 7 to 12
+    EXPECT_EQ(wordsOf(Plan(panel, 0, {}).blocks()), (Words{{7, 2}, {9, 2}, {11, 2}}));
 }
 
 TEST(Plan, BridgesAHoleOnlyWhereThatIsFaster) {
@@ -253,6 +276,13 @@ TEST(Plan, FindsWhatAStationRefusesAndReadsAllElse) {
             }
         }
     }
+}
+
+TEST(Plan, ReadsNothingOfAVariableThatIsRefusedInPart) {
+    const PanelFile panel = panelWith({{0, 150}, {200, 1}}, PlanChoice::Fastest);
+    Plan plan(panel, 0, {});
+    poll(&plan, {{3}});
+    EXPECT_EQ(wordsOf(plan.blocks()), (Words{{200, 1}}));
 }
 
 TEST(Plan, KeepsToTheLongestRequestThatAStationTakes) {

@@ -13,6 +13,7 @@
 namespace {
 
 constexpr int TerminalWidth = 80;
+constexpr double SameMs = 0.001; // sums of the same times, in another order, differ by less
 
 double inMilliseconds(LineTime time) {
     return std::chrono::duration<double, std::milli>(time).count();
@@ -139,16 +140,25 @@ QString bothPasses(const LinePlans &plans) {
            passText("plan \"fastest\"", line, plans.fastest);
 }
 
+QString advantage(const QString &quicker, const QString &slower, double less, double more) {
+    return QString("\n  \"%1\" reads %2 times as often as \"%3\", %4 ms less a pass")
+        .arg(quicker)
+        .arg(more / less, 0, 'f', 2)
+        .arg(slower)
+        .arg(more - less, 0, 'f', 1);
+}
+
 QString comparison(const LinePlans &plans) {
     const double driver = passMilliseconds(plans.settings, plans.driver);
     const double fastest = passMilliseconds(plans.settings, plans.fastest);
-    QString text = "\n  the two plans take the same time; ";
-    if (fastest < driver) {
-        text = QString("\n  \"fastest\" reads %1 times as often as \"driver\", %2 ms less a pass; ")
-                   .arg(driver / fastest, 0, 'f', 2)
-                   .arg(driver - fastest, 0, 'f', 1);
+    QString text = "\n  the two plans take the same time";
+    if (driver - fastest > SameMs) {
+        text = advantage("fastest", "driver", fastest, driver);
+    } else if (fastest - driver > SameMs) {
+        text = advantage("driver", "fastest", driver, fastest) +
+               ",\n  but reads some values in two parts, which may not belong together";
     }
-    return text + QString("the file asks for \"%1\"\n").arg(inUse(plans.settings));
+    return text + QString("; the file asks for \"%1\"\n").arg(inUse(plans.settings));
 }
 
 QJsonObject passJson(const LineSettings &settings, const PlannedPass &pass) {

@@ -1,5 +1,7 @@
 #include "panel/line/plan.h"
 
+#include "panel/file/registers.h"
+
 #include <algorithm>
 #include <iterator>
 #include <tuple>
@@ -13,20 +15,32 @@ bool isPolled(const Variable &variable, std::size_t line) {
     return variable.line == line && !variable.once && !variable.isBroadcast();
 }
 
-int registersOfValue(const Variable &variable) {
-    return std::max(1, variable.valueBits() / 16);
+// What belongs together: a text as far as a block holds it.
+int registersOfValue(const Variable &variable, int blockLimit) {
+    const int all = variable.span().count;
+    if (blockLimit == 1 || (variable.display == Display::Text && all <= blockLimit))
+        return all;
+    return std::max(1, variable.valueBits() / RegisterBits);
 }
 
-// What has to lie in one block: a variable, or, where it is longer than a block, each value of it.
-Spans wantedSpans(const PanelFile &panel, std::size_t line) {
-    const int limit = panel.lines[line].blockLimit;
+Spans polledSpans(const PanelFile &panel, std::size_t line) {
+    Spans spans;
+    for (const Variable &variable : panel.variables) {
+        if (isPolled(variable, line))
+            spans.push_back(variable.span());
+    }
+    return spans;
+}
+
+// What has to lie in one block, so that no value is put together from two replies: each value of
+// the variables that can be had. Nothing is merged with a limit of 1, nor cut.
+Spans wantedSpans(const PanelFile &panel, std::size_t line, const RefusedBlocks &refused) {
     Spans wanted;
     for (const Variable &variable : panel.variables) {
-        if (!isPolled(variable, line))
-            continue;
         const RegisterSpan span = variable.span();
-        const bool isWhole = limit == 1 || span.count <= limit;
-        const int step = isWhole ? span.count : registersOfValue(variable);
+        if (!isPolled(variable, line) || refused.hasAlone(span))
+            continue;
+        const int step = registersOfValue(variable, panel.lines[line].blockLimit);
         for (int first = span.first; first < endOf(span); first += step)
             wanted.push_back({span.station, span.area, first, step});
     }
@@ -103,7 +117,7 @@ RegisterSpan clipped(const RegisterSpan &span, const RegisterSpan &block) {
     return {span.station, span.area, first, std::min(endOf(span), endOf(block)) - first};
 }
 
-// The driver's blocks cut variables where they please: the wanted spans cut at the same places.
+// The parts of spans that lie in blocks, which cut variables where they please.
 Spans cutAt(const Spans &wanted, const Blocks &blocks) {
     Spans parts;
     for (const RegisterSpan &block : blocks) {
@@ -114,6 +128,14 @@ Spans cutAt(const Spans &wanted, const Blocks &blocks) {
         }
     }
     return parts;
+}
+
+// Whether any of the spans, tidied, do.
+bool doOverlap(const Spans &spans) {
+    return std::adjacent_find(spans.begin(), spans.end(),
+                              [](const RegisterSpan &a, const RegisterSpan &b) {
+                                  return sameArea(a, b) && endOf(a) > b.first;
+                              }) != spans.end();
 }
 
 // Those of the spans that lie within a block.
@@ -185,9 +207,9 @@ Blocks fastestBlocks(const std::vector<RegisterSpan> &wanted, int blockLimit, co
 
 Plan::Plan(const PanelFile &panel, std::size_t line, Blocks driversOwn)
     : m_panel(panel), m_line(line), m_cost(panel.lines[line]), m_driversOwn(std::move(driversOwn)),
-      m_wanted(wantedSpans(panel, line)) {
+      m_parts(polledSpans(panel, line)) {
     if (isDriversOwn())
-        m_wanted = cutAt(m_wanted, m_driversOwn);
+        m_parts = cutAt(m_parts, m_driversOwn);
     makeBlocks();
 }
 
@@ -197,19 +219,31 @@ bool Plan::isDriversOwn() const {
 
 void Plan::makeBlocks() {
     if (!isDriversOwn()) {
-        m_blocks = cover(m_wanted);
+        m_blocks = cover(wantedSpans(m_panel, m_line, m_refused));
         return;
     }
     m_blocks.clear();
     for (const RegisterSpan &block : m_driversOwn) {
         const Blocks pieces =
-            m_refused.forbids(block) ? cover(within(m_wanted, block)) : Blocks{block};
+            m_refused.forbids(block) ? cover(within(m_parts, block)) : Blocks{block};
         m_blocks.insert(m_blocks.end(), pieces.begin(), pieces.end());
     }
 }
 
 Blocks Plan::cover(const std::vector<RegisterSpan> &spans) const {
     return fastestBlocks(spans, m_panel.lines[m_line].blockLimit, m_cost, m_replyTimes, m_refused);
+}
+
+// Whole variables, so that few refusals find the one that is missing; of those that overlap, the
+// values.
+Spans Plan::partsOf(const RegisterSpan &block) const {
+    Spans parts;
+    std::copy_if(m_parts.begin(), m_parts.end(), std::back_inserter(parts),
+                 [this](const RegisterSpan &part) { return !m_refused.hasAlone(part); });
+    parts = tidied(cutAt(parts, {block}));
+    if (isDriversOwn() || !doOverlap(parts))
+        return parts;
+    return tidied(within(wantedSpans(m_panel, m_line, m_refused), block));
 }
 
 void Plan::refuse(const RegisterSpan &block) {
@@ -219,12 +253,7 @@ void Plan::refuse(const RegisterSpan &block) {
         });
     if (!isPlanned)
         return;
-    Spans parts = within(m_wanted, block);
-    const auto isRefused = [this](const RegisterSpan &span) {
-        return m_refused.hasAlone(span);
-    };
-    parts.erase(std::remove_if(parts.begin(), parts.end(), isRefused), parts.end());
-    m_refused.add(block, tidied(std::move(parts)));
+    m_refused.add(block, partsOf(block));
     makeBlocks();
 }
 

@@ -57,13 +57,15 @@ public:
 private:
     bool isDriversOwn() const;
     void makeBlocks();
+    std::vector<RegisterSpan> partsOf(const RegisterSpan &block) const;
     Blocks cover(const std::vector<RegisterSpan> &spans) const;
 
     const PanelFile &m_panel;
     std::size_t m_line;
     LineCost m_cost;
     Blocks m_driversOwn;
-    std::vector<RegisterSpan> m_wanted;
+    // What is had or refused as one: the variables, as the driver's own blocks cut them.
+    std::vector<RegisterSpan> m_parts;
     StationReplyTimes m_replyTimes;
     RefusedBlocks m_refused;
     Blocks m_blocks;
