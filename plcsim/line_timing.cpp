@@ -8,11 +8,11 @@ constexpr int FastBaud = 19200; // above it the silence does not get shorter
 } // namespace
 
 Nanoseconds LineTiming::charactersAt(std::int64_t count, int hostBaud) const {
-    return Nanoseconds(isPaced() ? count * bitsPerCharacter * Second / hostBaud : 0);
+    return Nanoseconds(baud > 0 ? count * bitsPerCharacter * Second / hostBaud : 0);
 }
 
 Nanoseconds LineTiming::silence() const {
-    if (!isPaced())
+    if (baud == 0)
         return Nanoseconds(0);
     return baud > FastBaud ? Nanoseconds(1'750'000) : Nanoseconds(77 * Second / 2 / baud);
 }

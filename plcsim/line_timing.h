@@ -8,8 +8,10 @@
 struct LineTiming {
     int baud = 0; // 0: the line takes no time at all
     int bitsPerCharacter = 11;
+    bool isReal = false; // a real port: bytes are seen when they are through, and sent at once
 
-    bool isPaced() const { return baud > 0; }
+    // Each byte is to be held back for as long as it is on the line.
+    bool isPaced() const { return baud > 0 && !isReal; }
     Nanoseconds characters(std::int64_t count) const { return charactersAt(count, baud); }
     // Characters of a host that is set to another speed.
     Nanoseconds charactersAt(std::int64_t count, int hostBaud) const;

@@ -22,7 +22,7 @@ struct Options {
 
     QString device;            // a real serial port; a pseudo-terminal when empty
     LineSettings line;         // of the real port, or of the line that is simulated
-    bool isPaced = false;      // bytes take the time that they take on a line of that speed
+    bool isPaced = false;      // simulated bytes take the time of a line of that speed
     bool framingIsSet = false; // parity or stop bits were asked for
     unsigned seed = 1;         // of everything that happens by chance
     Faults faults;             // what goes wrong, and how often

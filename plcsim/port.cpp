@@ -12,9 +12,11 @@ QString Port::open() {
         return m_terminal.open(m_options.link);
     m_device = ::open(QFile::encodeName(m_options.device).constData(),
                       O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (m_device < 0 || !applySettings(m_device, m_options.line))
-        return m_options.device + ": " + qt_error_string(errno);
-    return {};
+    if (m_device >= 0 && applySettings(m_device, m_options.line))
+        return {};
+    const QString error = m_options.device + ": " + qt_error_string(errno);
+    close();
+    return error;
 }
 
 void Port::close() {
@@ -24,9 +26,12 @@ void Port::close() {
     m_device = -1;
 }
 
-QByteArray Port::read() const {
+QByteArray Port::read() {
     QByteArray bytes(512, '\0');
     const ssize_t count = ::read(descriptor(), bytes.data(), static_cast<size_t>(bytes.size()));
+    const bool isEmpty = count < 0 && (errno == EAGAIN || errno == EINTR);
+    if (count <= 0 && !isEmpty && !isTerminal())
+        close();
     return bytes.left(count > 0 ? static_cast<int>(count) : 0);
 }
 

@@ -27,8 +27,8 @@ public:
     bool isTerminal() const { return m_options.device.isEmpty(); }
     PseudoTerminal &terminal() { return m_terminal; }
 
-    // What has arrived by now; never waits.
-    QByteArray read() const;
+    // What has arrived by now; never waits. Closes a real port that is not there any more.
+    QByteArray read();
     // Bytes that no one takes off the line in time are lost, as on a wire.
     void write(const QByteArray &bytes) const;
 

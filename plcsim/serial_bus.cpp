@@ -9,8 +9,10 @@ namespace {
 
 constexpr int Broadcast = 0;
 // A part of a request with nothing behind it for this long is no request. Longer than a real line
-// grants, because the host's bytes come in pieces where its machine is busy.
+// grants, because the host's bytes come in pieces where its machine is busy, and a port hands on as
+// many characters at once as its buffer holds.
 constexpr Nanoseconds PartSilence = std::chrono::milliseconds(20);
+constexpr int PortBuffer = 16;
 
 // Another master waits at least this long after our answer, and its station before its own.
 constexpr Nanoseconds OtherMastersPause = std::chrono::milliseconds(5);
@@ -21,7 +23,9 @@ constexpr FaultKind AnswerFaults[] = {FaultKind::Function, FaultKind::Count, Fau
 
 LineTiming timingOf(const Options &options) {
     const int parityBit = options.line.parity == Parity::None ? 0 : 1;
-    return {options.isPaced ? options.line.baud : 0, 1 + 8 + parityBit + options.line.stopBits};
+    const bool isReal = !options.device.isEmpty();
+    return {options.isPaced || isReal ? options.line.baud : 0,
+            1 + 8 + parityBit + options.line.stopBits, isReal};
 }
 
 Nanoseconds milliseconds(double count) {
@@ -178,11 +182,15 @@ TimePoint SerialBus::answerTime(int number, const Outlet &outlet) const {
            milliseconds(delay == m_options.lateByMs.end() ? 0 : delay->second);
 }
 
+TimePoint SerialBus::partIsOver() const {
+    return m_heardUntil + PartSilence + m_timing.characters(PortBuffer);
+}
+
 void SerialBus::advance(TimePoint now) {
     const QByteArray bytes = m_wire.take(now);
     if (!bytes.isEmpty())
         m_port.write(bytes);
-    if (!m_cutter.hasPart() || now < m_heardUntil + PartSilence)
+    if (!m_cutter.hasPart() || now < partIsOver())
         return;
     for (QByteArray request = m_cutter.nextAfterSilence(); !request.isEmpty();
          request = m_cutter.nextAfterSilence()) {
@@ -193,8 +201,7 @@ void SerialBus::advance(TimePoint now) {
 std::optional<TimePoint> SerialBus::nextDue() const {
     auto due = m_wire.nextDue();
     if (m_cutter.hasPart()) {
-        const TimePoint silent = m_heardUntil + PartSilence;
-        due = due ? std::min(*due, silent) : silent;
+        due = std::min(due.value_or(partIsOver()), partIsOver());
     }
     return due;
 }

@@ -55,6 +55,7 @@ private:
     const Fault *strike(FaultKind kind, int station, FaultCounts *counts);
     bool isSilent(int number, const StationTally &tally) const;
     TimePoint answerTime(int number, const Outlet &outlet) const;
+    TimePoint partIsOver() const;
     void noteSilence(TimePoint now);
 
     const Options &m_options;

@@ -39,7 +39,7 @@ void Simulator::serve(int stopDescriptor) {
         if (sources[Stop].revents != 0)
             return;
         if (sources[Line].revents != 0)
-            m_bus.takeBytes(woken);
+            takeBytes(woken);
         m_bus.advance(woken);
         if (sources[Closing].revents != 0)
             m_port.terminal().noteClosing();
@@ -60,6 +60,15 @@ TimePoint Simulator::nextDue(TimePoint now) const {
     return std::min(due, m_bus.nextDue().value_or(due));
 }
 
+void Simulator::takeBytes(TimePoint now) {
+    m_bus.takeBytes(now);
+    if (m_port.isOpen())
+        return;
+    complain(m_port.path() + ": gone; it is opened again when it is back");
+    m_bus.clear();
+    m_controls.backAt = now + NextTry;
+}
+
 void Simulator::plugIn(TimePoint now) {
     if (now < m_controls.backAt)
         return;
@@ -67,9 +76,11 @@ void Simulator::plugIn(TimePoint now) {
     if (error.isEmpty()) {
         QTextStream(stdout) << "back: " << m_port.path() << '\n';
     } else {
-        complain(error);
+        if (error != m_obstacle)
+            complain(error);
         m_controls.backAt = now + NextTry;
     }
+    m_obstacle = error;
 }
 
 void Simulator::takeCommands(TimePoint now) {

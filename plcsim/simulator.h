@@ -20,6 +20,7 @@ public:
 
 private:
     TimePoint nextDue(TimePoint now) const;
+    void takeBytes(TimePoint now);
     void plugIn(TimePoint now);
     void takeCommands(TimePoint now);
 
@@ -27,4 +28,5 @@ private:
     SerialBus m_bus;
     Controls m_controls;
     CommandInput m_commands;
+    QString m_obstacle; // why the port could not be opened the last time
 };

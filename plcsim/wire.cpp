@@ -5,7 +5,9 @@ TimePoint Wire::hostStart(TimePoint now) const {
 }
 
 TimePoint Wire::arrive(TimePoint now, int count, int hostBaud) {
-    m_hostUntil = hostStart(now) + m_timing.charactersAt(count, hostBaud);
+    m_hostUntil = hostStart(now);
+    if (m_timing.isPaced())
+        m_hostUntil += m_timing.charactersAt(count, hostBaud);
     return m_hostUntil;
 }
 
@@ -15,6 +17,10 @@ void Wire::send(TimePoint earliest, const QByteArray &bytes) {
 
 void Wire::echo(TimePoint start, const QByteArray &bytes) {
     m_waiting.emplace(start, Transmission{bytes, true});
+}
+
+TimePoint Wire::dueTime(int count) const {
+    return m_timing.isPaced() ? m_start + m_timing.characters(count) : m_start;
 }
 
 TimePoint Wire::startOf(const Waiting::value_type &next) const {
@@ -37,7 +43,7 @@ QByteArray Wire::take(TimePoint now) {
     QByteArray through;
     while (!m_current.bytes.isEmpty() || begin(now)) {
         int end = m_taken;
-        while (end < m_current.bytes.size() && m_start + m_timing.characters(end + 1) <= now)
+        while (end < m_current.bytes.size() && dueTime(end + 1) <= now)
             ++end;
         through += m_current.bytes.mid(m_taken, end - m_taken);
         m_taken = end;
@@ -50,10 +56,10 @@ QByteArray Wire::take(TimePoint now) {
 
 std::optional<TimePoint> Wire::nextDue() const {
     if (!m_current.bytes.isEmpty())
-        return m_start + m_timing.characters(m_taken + 1);
+        return dueTime(m_taken + 1);
     if (m_waiting.empty())
         return std::nullopt;
-    return startOf(*m_waiting.begin()) + m_timing.characters(1);
+    return startOf(*m_waiting.begin()) + m_timing.characters(m_timing.isPaced() ? 1 : 0);
 }
 
 bool Wire::isTaken(TimePoint now) const {

@@ -47,6 +47,8 @@ private:
     };
     using Waiting = std::multimap<TimePoint, Transmission>;
 
+    // When the first `count` bytes of the current one are to be handed on.
+    TimePoint dueTime(int count) const;
     TimePoint startOf(const Waiting::value_type &next) const;
     bool begin(TimePoint now);
 

@@ -10,6 +10,10 @@
 #include <QTemporaryDir>
 #include <QThread>
 
+#include <utility>
+
+#include <cstdlib>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -28,10 +32,13 @@ protected:
         ASSERT_NE(said("/dev/"), "");
         m_line = ::open(qPrintable(m_device), O_RDWR | O_NOCTTY);
     }
-    void TearDown() override {
-        ::close(m_line);
+    void TearDown() override { finish(); }
+    // What it says at its end.
+    QString finish() {
+        ::close(std::exchange(m_line, -1));
         m_plc.terminate();
-        EXPECT_TRUE(m_plc.waitForFinished(PatienceMs));
+        EXPECT_TRUE(m_plc.state() == QProcess::NotRunning || m_plc.waitForFinished(PatienceMs));
+        return m_plc.readAllStandardOutput();
     }
     // Everything up to the line that begins like this; nothing when it does not come.
     QString said(const QByteArray &beginning) {
@@ -120,6 +127,46 @@ TEST_F(Plcsim, ShowsAFaultOnlyWhereItIsWanted) {
     for (const char *station : {"01", "02", "03", "04"})
         send(frame(station + QByteArray("0600640000"))); // writes 0 to holding 100
     EXPECT_EQ(heard(), (frame("010602640000") + frame("030602640000")).toHex());
+}
+
+TEST_F(Plcsim, ServesCoilsAndRefusesUnknownFunctions) {
+    const struct {
+        QByteArray request;
+        QByteArray answer;
+    } exchanges[] = {
+        {"010F0064000A02CD01", "010F0064000A"}, // writes coils 100 to 109: 1011 0011 10
+        {"01010064000A", "010102CD01"},         // reads them
+        {"01050065FF00", "01050065FF00"},       // writes coil 101
+        {"010100640004", "0101010F"},
+        {"01020010000C", "0102020000"}, // reads inputs behind the lamps
+        {"01410000", "01C101"},         // unknown: exception 1
+    };
+    start({"--stations", "1"});
+    int requests = 0;
+    for (const auto &exchange : exchanges) {
+        send(frame(exchange.request));
+        // What follows at once would be part of a request whose length nobody knows.
+        awaitCount(QString("\\n +1 +%1 ").arg(2 * requests++ + 1));
+        EXPECT_EQ(heard(), frame(exchange.answer).toHex()) << exchange.request.data();
+    }
+    const QRegularExpression row("\n +1 +12 +12 +1\n"); // requests, answers, exceptions
+    EXPECT_TRUE(finish().contains(row));
+}
+
+TEST_F(Plcsim, TheSameSeedMakesTheSameRun) {
+    QByteArray runs[3];
+    for (int run = 0; run < 3; ++run) {
+        start({"--stations", "1", "--seed", run < 2 ? "5" : "6", "--faults",
+               "drop=30%,flip=30%,extra=30%,noise=30%"});
+        for (int i = 0; i < 20; ++i)
+            send(Request);
+        awaitCount("\n +1 +20 ");
+        command("faults none");
+        runs[run] = heard();
+        finish();
+    }
+    EXPECT_EQ(runs[0], runs[1]);
+    EXPECT_NE(runs[0], runs[2]);
 }
 
 TEST_F(Plcsim, TakesNothingThatIsNotForItsStations) {
@@ -242,6 +289,38 @@ TEST_F(Plcsim, TakesTheTimeOfTheLine) {
     sinceRequest.start();
     heard();
     EXPECT_GE(static_cast<double>(sinceRequest.nsecsElapsed()), 18.5 * 11 * 1e9 / 1200);
+}
+
+// A serial port whose far end is the test's, under the name `link`; the file descriptor of that
+// end.
+int openFarEnd(const QString &link) {
+    const int end = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    QFile::remove(link);
+    if (::grantpt(end) != 0 || ::unlockpt(end) != 0 || !QFile::link(::ptsname(end), link))
+        ADD_FAILURE() << "no pseudo-terminal";
+    return end;
+}
+
+TEST_F(Plcsim, ServesASlowPortAndWaitsForItWhileItIsGone) {
+    m_line = openFarEnd(m_device);
+    m_plc.start(PLCSIM_PROGRAM, {"--stations", "1", "--device", m_device, "--baud", "300"});
+    ASSERT_NE(said(qPrintable(m_device)), "");
+    for (const char byte : frame("010300640001").chopped(1)) {
+        send(QByteArray(1, byte));
+        QThread::msleep(37); // a character
+    }
+    QElapsedTimer sinceRequest;
+    sinceRequest.start();
+    send(frame("010300640001").right(1));
+    char byte = 0;
+    EXPECT_EQ(::read(m_line, &byte, 1), 1);
+    EXPECT_GE(sinceRequest.elapsed(), 128) << "the silence between two frames";
+
+    ::close(m_line);
+    m_line = openFarEnd(m_device);
+    EXPECT_NE(said("back: "), "");
+    EXPECT_EQ(heard(), "");
+    EXPECT_EQ(m_plc.readAllStandardError().count('\n'), 1) << "gone, said once";
 }
 
 } // namespace
