@@ -66,6 +66,10 @@ protected:
         exchange.outcome = outcome;
         exchange.attempt = attempt;
         exchange.replyTime = outcome == Outcome::NoReply ? 0us : replyTime;
+        exchange.registers = 1;
+        exchange.request = QByteArray::fromHex("010300000001840a");
+        if (outcome == Outcome::BadCrc)
+            exchange.reply = QByteArray::fromHex("01030204d20000");
         m_owed.observe(exchange, Start + sent);
     }
     Clock::duration clearFrom(int station = 1, int function = 3) const {
@@ -92,6 +96,15 @@ TEST_F(Owed, AfterARepeatedRequestEachOtherAnswerMayComeAsLate) {
     exchange(100ms, Outcome::NoReply, 2);
     exchange(200ms, Outcome::Good, 3, 50ms); // 250 ms after the first sending
     EXPECT_EQ(clearFrom(), 250ms + 2 * (250ms + 100ms));
+}
+
+TEST_F(Owed, ADamagedAnswerIsAnAnswerUnlessItMayBeAnEarlierOne) {
+    exchange(0ms, Outcome::BadCrc, 1);
+    EXPECT_EQ(clearFrom(), 0ms);
+    exchange(0ms, Outcome::CutShort, 1);
+    exchange(50ms, Outcome::BadCrc, 2);
+    exchange(60ms, Outcome::Good, 3);
+    EXPECT_EQ(clearFrom(), 65ms + 2 * (65ms + 100ms)) << "as if the damaged one had not been there";
 }
 
 TEST_F(Owed, ANewRequestOwesNothingForThoseBefore) {

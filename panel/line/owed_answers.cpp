@@ -1,11 +1,24 @@
 #include "panel/line/owed_answers.h"
 
+#include "panel/line/read_frames.h"
+
 #include <algorithm>
 
 namespace {
 
+constexpr int AcknowledgementBytes = 8;
+constexpr int HeadBytes = 2; // station and function
+
 bool isAnswer(Outcome outcome) {
     return outcome == Outcome::Good || outcome == Outcome::Refused;
+}
+
+// The whole answer with a wrong bit or some.
+bool isDamagedAnswer(const Exchange &exchange) {
+    const bool isRead = exchange.function == ReadHolding || exchange.function == ReadInput;
+    const int length = isRead ? readReplyBytes(exchange.registers) : AcknowledgementBytes;
+    return exchange.outcome == Outcome::BadCrc && exchange.reply.size() == length &&
+           exchange.reply.startsWith(exchange.request.left(HeadBytes));
 }
 
 } // namespace
@@ -20,6 +33,9 @@ void OwedAnswers::observe(const Exchange &exchange, Clock::time_point requestEnd
         answered(&debt, requestEnd + exchange.replyTime);
         return;
     }
+    // Damaged, an owed answer of anybody looks like this one, which is then still to come.
+    if (isDamagedAnswer(exchange) && !isAnyOwed(requestEnd))
+        return;
     debt.unanswered.push_back(requestEnd);
     debt.until = std::max(debt.until, requestEnd + m_responseTimeout + m_quiet);
 }
@@ -33,6 +49,11 @@ void OwedAnswers::answered(Debt *debt, Clock::time_point now) const {
         debt->until = std::max(debt->until, now + others * (delay + m_quiet));
     }
     debt->unanswered.clear();
+}
+
+bool OwedAnswers::isAnyOwed(Clock::time_point now) const {
+    return std::any_of(m_debts.begin(), m_debts.end(),
+                       [now](const auto &debt) { return debt.second.until > now; });
 }
 
 OwedAnswers::Clock::time_point OwedAnswers::clearFrom(int station, int function) const {

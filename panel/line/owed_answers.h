@@ -35,6 +35,7 @@ private:
         Clock::time_point until;
     };
     void answered(Debt *debt, Clock::time_point now) const;
+    bool isAnyOwed(Clock::time_point now) const;
 
     std::chrono::milliseconds m_responseTimeout;
     std::chrono::milliseconds m_quiet;
