@@ -104,6 +104,21 @@ TEST(Replay, JoinsAFrameThatCameInSeveralPackets) {
               (std::vector{Outcome::BadCrc, Outcome::Good}));
 }
 
+TEST(Replay, TellsWhatARecordingHasInThePlaceOfExchanges) {
+    const struct {
+        QByteArray packet;
+        int frames;
+    } cases[] = {{Noise, 0}, {ReadReply, 20}};
+    for (const auto &c : cases) {
+        Replay replay([](const Exchange &) { FAIL() << "nothing was asked"; });
+        for (int i = 0; i < 20; ++i)
+            replay.take({std::chrono::system_clock::time_point(milliseconds(i * 100)), c.packet});
+        replay.finish();
+        EXPECT_EQ(replay.leftOver().bytes, 20 * c.packet.size());
+        EXPECT_EQ(replay.leftOver().frames, c.frames);
+    }
+}
+
 class CaptureFile : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -155,6 +170,42 @@ TEST_F(CaptureFile, IsModbusToADecoderThatKnowsNothingOfUs) {
                                                    "-e", "modbus.func_code",
                                                    "-e", "modbus.request_frame"});
     EXPECT_TRUE(decoded.contains("2,1,3,\n2,1,3,1\n")) << decoded.constData();
+}
+
+TEST_F(CaptureFile, OfAnotherProgramIsExplainedLikeOurs) {
+    if (QStandardPaths::findExecutable("tshark").isEmpty())
+        GTEST_SKIP() << "tshark is not installed";
+    const QString theirs = m_directory.filePath("line.pcapng");
+    outputOf("tshark", {"-r", m_path, "-F", "pcapng", "-w", theirs});
+    EXPECT_EQ(outputOf(PANEL_PROGRAM, {"explain", theirs}),
+              outputOf(PANEL_PROGRAM, {"explain", m_path}));
+}
+
+// Two masters that take turns: the bytes alone do not say which of them is ours.
+TEST_F(CaptureFile, ShowsAnotherMasterToWhoKnowsThePanelFile) {
+    const QString path = m_directory.filePath("shared.pcap");
+    {
+        Capture capture;
+        ASSERT_EQ(capture.open(path), "");
+        for (int i = 0; i < 20; ++i) {
+            capture.observe(i % 2 == 0 ? exchangeOf(i, Read, Outcome::Good, {ReadReply})
+                                       : exchangeOf(i, frame("020300070001"), Outcome::Good,
+                                                    {frame("020302002A")}));
+        }
+    }
+    QFile panel(m_directory.filePath("panel.json"));
+    ASSERT_TRUE(panel.open(QIODevice::WriteOnly));
+    panel.write(R"({"variables": [{"name": "a", "station": 2, "registerType": 7,
+                    "address": "769", "format": "uint16"}]})");
+    panel.close();
+    int status = 0;
+    EXPECT_FALSE(outputOf(PANEL_PROGRAM, {"explain", path}, &status).contains("another master"));
+    EXPECT_EQ(status, 0);
+    const QByteArray said =
+        outputOf(PANEL_PROGRAM, {"explain", path, "--panel", panel.fileName()}, &status);
+    EXPECT_TRUE(said.contains("\nstation 2: exchanges 10, failed 0")) << said.constData();
+    EXPECT_TRUE(said.contains("\nanother master is on the line: 9 requests and 9 answers"));
+    EXPECT_EQ(status, 1);
 }
 
 TEST_F(CaptureFile, IsExplainedAndWhatIsNoneIsRefusedInOneLine) {

@@ -1,4 +1,6 @@
 // The commands that need no run: plan, find, read and write, as their users call them.
+#include "panel/command/station_search.h"
+
 #include <gtest/gtest.h>
 
 #include <QFile>
@@ -121,7 +123,7 @@ TEST_F(Commands, SayInOneLineWhatIsWrong) {
 }
 
 TEST_F(Commands, FindNamesStationsAndSettingsAndWritesAPanelFile) {
-    startPlc({"--baud", "9600", "--stations", "2,5,6", "--late", "5:80"});
+    startPlc({"--baud", "9600", "--stations", "2,5,6"});
     const Result found =
         panel({"find", device(), "--baud", "19200,9600", "--parity", "even", "--stations", "2,4-6",
                "--timeout", "1000", "--file", path("found.json")}); // time for a busy machine
@@ -151,6 +153,49 @@ TEST_F(Commands, FindHearsRefusalsAndLateStationsButNotItself) {
         {"find", device(), "--baud", "19200,9600", "--parity", "odd", "--stations", "1,10-12"});
     EXPECT_EQ(none.status, 1);
     EXPECT_EQ(none.output, "our own request comes back (echo); no station answered\n");
+}
+
+TEST(SearchOrder, TriesTheLikeliestSettingsFirst) {
+    QStringList order;
+    for (const SearchSetting &setting : searchOrder({}, {}, 0))
+        order += settingText(setting);
+    EXPECT_EQ(order.mid(0, 5).join(", "),
+              "19200 even 1, 9600 even 1, 19200 none 1, 9600 none 1, 19200 none 2");
+    EXPECT_EQ(order[8], "38400 even 1");
+    EXPECT_EQ(order.size(), 8 * 4);
+    EXPECT_EQ(order.removeDuplicates(), 0);
+    EXPECT_EQ(searchOrder({4800}, {LineParity::None}, 2).size(), 1U);
+}
+
+TEST_F(Commands, RunKeepsACaptureForEachLineAndNamesItInTheTrace) {
+    startPlc();
+    QProcess second;
+    second.start(PLCSIM_PROGRAM, {"--link", path("plc2")});
+    ASSERT_TRUE(second.waitForReadyRead(PatienceMs));
+    QFile file(path("two.json"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(QString(R"({"lines": [{"name": "west", "device": "%1"},
+                                     {"name": "east/2", "device": "%2"}], "variables": [
+            {"name": "a", "line": "west", "station": 1, "address": "0",
+             "registerType": 7, "format": "uint16"},
+            {"name": "b", "line": "east/2", "station": 2, "address": "0",
+             "registerType": 7, "format": "uint16"}]})")
+                   .arg(device(), path("plc2"))
+                   .toUtf8());
+    file.close();
+    const Result run = panel({"run", file.fileName(), "--scans", "2", "--quiet", "--trace", "-",
+                              "--capture", path("line.pcap")});
+    second.terminate();
+    second.waitForFinished(PatienceMs);
+    if (run.errors.contains("without libpcap"))
+        GTEST_SKIP() << qPrintable(run.errors);
+    EXPECT_EQ(run.status, 0) << qPrintable(run.errors);
+    EXPECT_TRUE(run.output.contains("Z west station 1: read holding 0: good, "));
+    EXPECT_TRUE(run.output.contains("Z east/2 station 2: read holding 0: good, "));
+    EXPECT_TRUE(panel({"explain", path("line.pcap"), "--conclusion"})
+                    .output.startsWith("station 1: exchanges"));
+    EXPECT_TRUE(panel({"explain", path("line.east_2.pcap"), "--conclusion"})
+                    .output.startsWith("station 2: exchanges"));
 }
 
 TEST_F(Commands, PlanShowsBothPlans) {

@@ -264,6 +264,7 @@ TEST_F(EndToEnd, SaysWhatItsStandardOutputCouldNotTake) {
         // What is opened first would have its number, and the values would go there.
         {R"("$@" >&-)", run, 0, ""},
         {R"("$@" | head -1)", endless, 0, ""},
+        {R"("$@" | head -1)", endless + QStringList{"--quiet", "--trace", "-"}, 0, ""},
         {R"("$@" >/dev/full)", run, 1, "panel: standard output: No space left on device\n"},
         {R"("$@" >/dev/full)",
          {"plan", "--library", DRIVER_LIBRARY, DEMO_FILE},

@@ -96,7 +96,8 @@ QStringList Outputs::failures() const {
     addOf("log", m_log);
     addOf("history", m_history);
     addOf("report", m_report);
-    addOf("trace", m_trace);
+    if (!isReaderGone())
+        addOf("trace", m_trace);
     for (const Capture &capture : m_captures)
         add("capture", capture.error());
     return lines;
@@ -107,6 +108,11 @@ QStringList Outputs::brokerTrouble() const {
     if (status.isEmpty() || status["connected"].toBool())
         return {};
     return {"broker: " + status["reason"].toString("not connected yet")};
+}
+
+bool Outputs::isReaderGone() const {
+    return (m_values && m_values->isClosed()) ||
+           (m_options.trace == "-" && m_trace && m_trace->isReaderGone());
 }
 
 void Outputs::tellFailures() {
@@ -135,7 +141,7 @@ QString Outputs::openTrace() {
         return {};
     QStringList names;
     for (const LineSettings &line : m_panel.lines)
-        names += m_panel.lines.size() > 1 ? line.name : QString();
+        names += line.name == "line" ? QString() : line.name; // so called where the file gives none
     m_trace.emplace(names,
                     m_options.traceFailures ? Trace::Which::FailuresOnly : Trace::Which::All);
     m_runtime.addListener([this](const Exchange &exchange) { m_trace->observe(exchange); });
@@ -275,7 +281,8 @@ QStringList Outputs::close() {
     }
     if (m_trace) {
         m_trace->close();
-        wrong += lossesOf("trace", m_trace->error(), m_trace->dropped(), "exchanges");
+        if (!isReaderGone())
+            wrong += lossesOf("trace", m_trace->error(), m_trace->dropped(), "exchanges");
     }
     for (Capture &capture : m_captures) {
         capture.close();

@@ -50,8 +50,8 @@ public:
     void tellFailures();
     // Gives the terminal back. Before anybody else writes there.
     void closeTable();
-    // Whoever read the values has gone: nobody is left to run for.
-    bool isReaderGone() const { return m_values && m_values->isClosed(); }
+    // Whoever read standard output, the values or the trace, has gone: nobody is left to run for.
+    bool isReaderGone() const;
     // Once the run has ended. Returns what went wrong, in one line each.
     QStringList close();
     // Whether standard error has that line already.

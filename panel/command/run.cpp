@@ -183,7 +183,9 @@ void addOutputs(CommandOptions app, OutputOptions *outputs) {
     app.addFlag("--trace-failures", &outputs->traceFailures,
                 "Only of what failed, or was heard besides")
         .needs(trace);
-    app.add("--capture", &outputs->capture, "Record every frame, for panel explain or tshark")
+    app.add("--capture", &outputs->capture,
+            "Record every frame, for panel explain or tshark; of a line that is not the first in "
+            "FILE.LINE.pcap")
         .shownAs("FILE.pcap");
     app.add("--report", &outputs->report,
             "Write the health of all lines there, each minute and at the end")

@@ -1,19 +1,12 @@
 #include "panel/feed/log_rows.h"
 
 #include "panel/file/values.h"
+#include "panel/health/exchange_text.h"
 
-#include <QDateTime>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTimeZone>
 
 namespace {
-
-QString timeText(std::chrono::system_clock::time_point at) {
-    const auto sinceEpoch =
-        std::chrono::duration_cast<std::chrono::milliseconds>(at.time_since_epoch());
-    return QDateTime::fromMSecsSinceEpoch(sinceEpoch.count(), Qt::UTC).toString(Qt::ISODateWithMs);
-}
 
 const char *qualityText(Quality quality) {
     switch (quality) {

@@ -53,8 +53,10 @@ QString OutputFile::write(const QByteArray &bytes) {
         const int size = std::min(bytes.size() - done, PIPE_BUF);
         const auto written =
             ::write(m_descriptor, bytes.constData() + done, static_cast<std::size_t>(size));
-        if (written < 0 && errno != EINTR && errno != EAGAIN)
+        if (written < 0 && errno != EINTR && errno != EAGAIN) {
+            m_isReaderGone = errno == EPIPE;
             return failure(qt_error_string(errno));
+        }
         done += static_cast<int>(std::max<ssize_t>(0, written));
     }
     return {};

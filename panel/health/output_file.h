@@ -20,6 +20,8 @@ public:
 
     // Returns once all is written; one line on failure.
     QString write(const QByteArray &bytes);
+    // Any thread: the reader of the pipe has gone.
+    bool isReaderGone() const { return m_isReaderGone; }
     // Any thread: the run ends. From now on a reader that takes nothing for a second is given up.
     void hurry() { m_isHurried = true; }
 
@@ -31,5 +33,6 @@ private:
     int m_descriptor = -1;
     bool m_isOwn = false; // closed at the end
     bool m_isGivenUp = false;
+    std::atomic<bool> m_isReaderGone{false};
     std::atomic<bool> m_isHurried{false};
 };

@@ -1,5 +1,7 @@
 #include "panel/health/replay.h"
 
+#include "panel/health/heard.h"
+
 #include <utility>
 
 namespace {
@@ -36,7 +38,8 @@ bool canBeRequest(const Frame &frame) {
 
 } // namespace
 
-Replay::Replay(ExchangeListener listener) : m_listener(std::move(listener)) {}
+Replay::Replay(ExchangeListener listener, IsOurs isOurs)
+    : m_listener(std::move(listener)), m_isOurs(std::move(isOurs)) {}
 
 void Replay::take(const CapturedPacket &packet) {
     if (packet.at > m_restUntil || m_rest.bytes.size() > LongestRest ||
@@ -68,13 +71,27 @@ void Replay::finish() {
         end();
 }
 
+Replay::LeftOver Replay::leftOver() const {
+    LeftOver left;
+    for (const Frame &frame : cutFrames(heardOf(m_between).bytes)) {
+        left.bytes += frame.bytes.size();
+        left.frames += frame.shape != FrameShape::Noise ? 1 : 0;
+        left.requests += frame.shape == FrameShape::Request ? 1 : 0;
+    }
+    return left;
+}
+
 void Replay::takeFrame(const Frame &frame, Time at) {
     if (m_request && !isEcho(frame, at) && answers(frame, *m_request)) {
         answer(frame, at);
     } else if (isNewRequest(frame, at)) {
         if (m_request)
             end();
-        begin(frame, at);
+        if (!m_isOurs || m_isOurs(frame)) {
+            begin(frame, at);
+        } else {
+            hear(frame, at);
+        }
     } else {
         hear(frame, at);
     }

@@ -11,17 +11,24 @@
 // Takes the packets of a capture in their order and hands on each exchange when it is over: at its
 // answer, or at the next request. A packet need be no frame: some recorders have one for each read
 // of their port. A recording does not say who sent what: a request is the master's
-// unless it comes too soon behind another that has no answer yet.
+// unless it comes too soon behind another that has no answer yet, or is known not to be.
 class Replay {
 public:
-    explicit Replay(ExchangeListener listener);
+    // Whether the master whose line it is asks so; when left out every request is the master's.
+    using IsOurs = std::function<bool(const Frame &request)>;
+    explicit Replay(ExchangeListener listener, IsOurs isOurs = nullptr);
 
     void take(const CapturedPacket &packet);
     // The recording is over: so is the exchange that is still open.
     void finish();
 
-    // Frames and noise that came before any request.
-    int leftOver() const { return static_cast<int>(m_between.size()); }
+    // What belongs to no exchange: where there was none, all that was recorded.
+    struct LeftOver {
+        int bytes = 0;
+        int frames = 0;   // with a good checksum
+        int requests = 0; // of these
+    };
+    LeftOver leftOver() const;
 
 private:
     using Time = std::chrono::system_clock::time_point;
@@ -37,6 +44,7 @@ private:
     void end();
 
     ExchangeListener m_listener;
+    IsOurs m_isOurs;
     std::optional<Frame> m_request; // open; of m_exchange
     Exchange m_exchange;
     std::vector<ReceivedBytes> m_between; // heard since the exchange before

@@ -31,6 +31,8 @@ public:
     QString open(const QString &path);
     // An ExchangeListener, once it is open.
     void observe(const Exchange &exchange);
+    // Nobody is left to trace for.
+    bool isReaderGone() const { return m_file.isReaderGone(); }
     // Writes what waits; gives up on a reader that takes nothing for a second.
     void close();
     // Exchanges that the disk could not take, final once closed, and its first failure.
