@@ -255,4 +255,24 @@ TEST_F(FeedOfTwoLines, TellsAValueThatCameAndGrewOldBetweenTwoLooks) {
     EXPECT_EQ(feed.snapshot().at(1).quality, Quality::Never);
 }
 
+TEST_F(FeedOfTwoLines, TellsOnceThatAValueWasAskedForInVain) {
+    panel.variables[1].once = true;
+    freshness.observe(readOf(1, 0, 1, Outcome::Refused));
+    freshness.observe(readOf(1, 0, 1, Outcome::NoReply));
+    Exchange gone = readOf(1, 0, 1, Outcome::DeviceGone);
+    gone.line = 1;
+    freshness.observe(gone);
+    feed.start();
+    while (feed.snapshot().at(1).at == std::chrono::system_clock::time_point())
+        std::this_thread::yield();
+    freshness.observe(readOf(1, 0, 1, Outcome::NoReply));
+    read(0, 5);
+    feed.stop();
+    ASSERT_EQ(told.size(), 3U);
+    EXPECT_EQ(told[0].quality, Quality::Never);
+    EXPECT_EQ(told[1].quality, Quality::Never) << "what is read once, too";
+    EXPECT_EQ(told[2].quality, Quality::Good);
+    EXPECT_FALSE(expectations.hasMoved(0)) << "the first value is the first";
+}
+
 } // namespace

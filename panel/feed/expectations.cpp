@@ -4,6 +4,8 @@ Expectations::Expectations(const PanelFile &panel)
     : m_panel(panel), m_progress(panel.variables.size()) {}
 
 void Expectations::observe(const ValueChange &change) {
+    if (change.quality == Quality::Never)
+        return;
     const std::lock_guard lock(m_mutex);
     Progress &progress = m_progress.at(change.variable);
     if (!progress.isSeen)

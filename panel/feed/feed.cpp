@@ -47,7 +47,7 @@ void Feed::run() {
 void Feed::take(const Freshness::Change &change) {
     if (change.isBrought)
         takeValue(change);
-    if (change.quality == Quality::Old)
+    if (change.quality != Quality::Good)
         takeAge(change);
 }
 
@@ -65,7 +65,7 @@ void Feed::takeValue(const Freshness::Change &change) {
 
 void Feed::takeAge(const Freshness::Change &change) {
     ValueChange aged = m_current[change.variable];
-    aged.quality = Quality::Old;
+    aged.quality = change.quality;
     aged.at = change.oldSince;
     tell(aged);
 }

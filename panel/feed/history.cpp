@@ -104,7 +104,8 @@ void History::close() {
     }
     m_work->changed.notify_one();
     m_work->thread.join();
-    m_work->lost += m_work->waiting;
+    const std::lock_guard guard(m_work->mutex);
+    m_work->lost += std::exchange(m_work->waiting, 0);
 }
 
 QString History::open(const QString &path, const PanelFile &panel) {

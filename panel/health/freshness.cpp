@@ -86,7 +86,8 @@ void Freshness::readFailed(const Exchange &exchange) {
 
 void Freshness::stationSilent(std::size_t line, int station) {
     for (const std::size_t i : variablesOf(line, station)) {
-        if (!m_panel.variables[i].once)
+        const bool isNever = m_states[i].change.quality == Quality::Never;
+        if (isNever || !m_panel.variables[i].once)
             age(&m_states[i]);
     }
 }
@@ -109,9 +110,14 @@ void Freshness::bring(State *state) {
 // To hold again, all of it has to come again.
 void Freshness::age(State *state) {
     std::fill(state->isAnew.begin(), state->isAnew.end(), false);
-    if (state->change.quality != Quality::Good)
+    const bool isNever = state->change.quality == Quality::Never;
+    if (state->change.quality == Quality::Old || (isNever && state->isMissed))
         return;
-    state->change.quality = Quality::Old;
+    if (isNever) {
+        state->isMissed = true;
+    } else {
+        state->change.quality = Quality::Old;
+    }
     state->change.oldSince = std::chrono::system_clock::now();
     state->isChanged = m_hasChanges = true;
 }

@@ -22,9 +22,10 @@ public:
     struct Change {
         std::size_t variable = 0; // index in PanelFile::variables
         bool isBrought = false;   // all its registers were read anew: the image has its value
+        // Never: it was asked for in vain, and has not been read before.
         Quality quality = Quality::Never;
         Time lastGood; // when all its registers had come
-        Time oldSince; // only while it is old
+        Time oldSince; // when it was found not to hold; not while it is good
     };
 
     // The panel outlives it.
@@ -33,8 +34,8 @@ public:
     // An ExchangeListener, for all lines. The driver has the reply by then. A good read makes what
     // it covers good. One that was given up makes that old; the whole station where nothing of it
     // was heard or it is left alone from then on; the whole line when the device is gone. What
-    // is read once keeps its quality until it is read again. A write changes nothing: the read that
-    // comes after it does.
+    // is read once keeps its quality until it is read again. What was never read stays so, which is
+    // a change the first time. A write changes nothing: the read that comes after it does.
     void observe(const Exchange &exchange);
 
     // Blocks until something has changed, and takes it: by variable, ascending. Empty once it is
@@ -54,6 +55,7 @@ private:
         RegisterSpan span;
         std::vector<bool> isAnew; // by register, since all were; long variables come in pieces
         Change change;
+        bool isMissed = false; // was asked for in vain before it was ever read
         bool isChanged = false;
     };
     using StationVariables = std::vector<std::size_t>;
