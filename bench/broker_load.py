@@ -49,8 +49,8 @@ def panel_file(folder, port, number):
 
 
 def start_panel(path, changes, per_second):
-    return subprocess.Popen([PROGRAM, path, "--changes", str(changes), "--per-second", str(per_second), "--stay"],
-                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+    command = [PROGRAM, path, "--changes", str(changes), "--per-second", str(per_second), "--stay"]
+    return subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
 
 
 def memory_kb(process):
@@ -77,8 +77,9 @@ def one_panel(folder, port, broker):
     broker_share = (cpu_seconds(broker) - used) / seconds
     panel_share = cpu_seconds(panel) / seconds
     said = end(panel)
-    print(f"one panel: {said['published'] / seconds:.0f} changes a second acknowledged of {FAST} made, {said['dropped']:.0f} dropped; "
-          f"the panel has {100 * panel_share:.0f} % of a processor, the broker {100 * broker_share:.0f} %")
+    print(f"one panel: {said['published'] / seconds:.0f} changes a second acknowledged of {FAST} made, "
+          f"{said['dropped']:.0f} dropped; the panel has {100 * panel_share:.0f} % of a processor, "
+          f"the broker {100 * broker_share:.0f} %")
 
 
 def many_panels(folder, port, broker):
@@ -91,12 +92,15 @@ def many_panels(folder, port, broker):
     seconds = time.monotonic() - began
     each = sum(memory_kb(panel) for panel in panels) / PANELS
     panel_share = sum(cpu_seconds(panel) for panel in panels) / PANELS / seconds
-    said = f"{(cpu_seconds(broker) - used) / seconds * 100:.0f} % of a processor, {memory_kb(broker)} kB ({before} before)"
+    broker_share = (cpu_seconds(broker) - used) / seconds
+    said = (f"{100 * broker_share:.0f} % of a processor, "
+            f"{memory_kb(broker)} kB ({before} before)")
     ended = [end(panel) for panel in panels]
     made = PANELS * PER_SECOND * SECONDS
-    print(f"{PANELS} panels with {PER_SECOND} changes a second each: {sum(e['published'] for e in ended)} of {made} "
-          f"acknowledged, {sum(e['dropped'] for e in ended)} dropped, in {seconds:.0f} s\n"
-          f"  a panel's broker side: {each:.0f} kB, {100 * panel_share:.1f} % of a processor\n  the broker: {said}")
+    print(f"{PANELS} panels with {PER_SECOND} changes a second each: {sum(e['published'] for e in ended)} "
+          f"of {made} acknowledged, {sum(e['dropped'] for e in ended)} dropped, in {seconds:.0f} s\n"
+          f"  a panel's broker side: {each:.0f} kB, {100 * panel_share:.1f} % of a processor\n"
+          f"  the broker: {said}")
 
 
 def main():
