@@ -64,7 +64,7 @@ protected:
     static constexpr int Variables = 4;
 
     void TearDown() override {
-        for (QProcess *process : {&panel, &listener, &broker}) {
+        for (QProcess *process : {&panel, &plc, &listener, &broker}) {
             process->kill();
             process->waitForFinished(PatienceMs);
         }
@@ -97,6 +97,32 @@ protected:
         panel.setStandardErrorFile(directory.filePath("said"));
         panel.start(PRETENDED_PANEL, QStringList{panelFile(more)} + arguments);
         ASSERT_TRUE(panel.waitForStarted(PatienceMs));
+    }
+    // The real one, with a PLC of which station 2 is off.
+    void startRealPanel() {
+        plc.start(PLCSIM_PROGRAM, {"--link", directory.filePath("plc"), "--silent", "2"});
+        ASSERT_TRUE(plc.waitForReadyRead(PatienceMs));
+        const QString file = write("real.json",
+                                   R"({"port": {"name": "press", "device": "plc"}, "variables": [
+                {"name": "word", "station": 1, "registerType": 7, "address": "100",
+                 "format": "int16", "writable": true, "max": 2000},
+                {"name": "counter", "station": 1, "registerType": 7, "address": "0",
+                 "format": "uint16"},
+                {"name": "far", "station": 2, "registerType": 7, "address": "0",
+                 "format": "int16"}],
+                "broker": {"host": "127.0.0.1", "prefix": "plant", "minIntervalMs": 100,
+                 "acceptWrites": true, "port": )" +
+                                       QByteArray::number(port) + "}}");
+        panel.setStandardErrorFile(directory.filePath("said"));
+        panel.start(PANEL_PROGRAM, {"run", file, "--quiet", "--device", directory.filePath("plc"),
+                                    "--report", directory.filePath("report.json")});
+        ASSERT_TRUE(panel.waitForStarted(PatienceMs));
+    }
+    void publish(const QString &topic, const QString &text, const QStringList &more = {}) const {
+        EXPECT_EQ(QProcess::execute("mosquitto_pub", QStringList{"-p", QString::number(port), "-t",
+                                                                 "plant/" + topic, "-m", text} +
+                                                         more),
+                  0);
     }
     QString panelFile(const QByteArray &more) {
         QByteArray variables;
@@ -199,6 +225,7 @@ protected:
     QProcess broker;
     QProcess listener;
     QProcess panel;
+    QProcess plc;
     std::vector<Arrived> arrived;
 };
 
@@ -219,6 +246,39 @@ TEST_F(BrokerTest, ShowsThePanelItsValuesAndItsEnd) {
     waitFor("its return", [this] { return has("status", "online"); });
     endPanel();
     waitFor("its goodbye", [this] { return has("status", "offline"); });
+}
+
+TEST_F(BrokerTest, IsServedByTheRealPanelWithWritesAndWithStationsThatAreOff) {
+    startBroker();
+    publish("value/press/far", R"({"value":7,"quality":"good"})", {"-r"}); // by the run before
+    listen();
+    waitFor("what was retained", [this] { return has("value/press/far", "good"); });
+    startRealPanel();
+    waitFor("the truth", [this] {
+        return has("value/press/far", R"({"value":null,"unit":"","quality":"never")");
+    });
+    waitFor("the present", [this] { return has("value/press/counter", "good"); });
+    publish("set/press/word", "42");
+    publish("set/press/word", "2001");
+    publish("set/press/counter", "1");
+    waitFor("the value from the PLC", [this] { return has("value/press/word", R"("value":42,)"); });
+    waitFor("the result", [this] { return has("result/press/word", R"("written","value":42,)"); });
+    waitFor("a refusal", [this] { return has("result/press/word", "above the maximum of 2000"); });
+    waitFor("another", [this] { return has("result/press/counter", "not writable"); });
+    EXPECT_TRUE(panelSaid().contains("broker: word = 42 (was 0), read back"))
+        << qPrintable(panelSaid());
+    EXPECT_TRUE(panelSaid().contains("broker: counter: not writable"));
+    kill(&broker);
+    waitFor("its end", [this] { return panelSaid().contains("Connection refused"); });
+    QThread::msleep(500); // the counter goes on
+    panel.terminate();
+    ASSERT_TRUE(panel.waitForFinished(PatienceMs));
+    EXPECT_TRUE(panelSaid().contains("changes left out: it was away, and there is no spoolFile"))
+        << qPrintable(panelSaid());
+    QFile file(directory.filePath("report.json"));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QJsonObject report = QJsonDocument::fromJson(file.readAll()).object();
+    EXPECT_GT(report["broker"].toObject()["lost"].toInt(), 0);
 }
 
 TEST_F(BrokerTest, GetsEveryChangeThoughItIsKilledAndStartedAgain) {

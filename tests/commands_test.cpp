@@ -40,6 +40,11 @@ protected:
     }
     QString device() const { return m_directory.filePath("plc"); }
     QString path(const QString &name) const { return m_directory.filePath(name); }
+    QString write(const QString &name, const QByteArray &content) const {
+        QFile file(path(name));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
+        return file.fileName();
+    }
 
 private:
     QTemporaryDir m_directory;
@@ -95,6 +100,11 @@ TEST_F(Commands, WriteSaysWhatWasHeldWrittenAndReadBack) {
 }
 
 TEST_F(Commands, SayInOneLineWhatIsWrong) {
+    const QByteArray level = R"({"variables": [{"name": "level", "station": 1, "registerType": 7,
+        "address": "0", "format": "int16"}])";
+    const QStringList run{"run", write("plain.json", level + "}"), "--device", device()};
+    const QString secretive = write("secretive.json", level + R"(, "broker": {"host": "127.0.0.1",
+        "prefix": "p", "user": "u", "passwordFile": "/nowhere.password"}})");
     const struct {
         QStringList arguments;
         int status;
@@ -113,6 +123,9 @@ TEST_F(Commands, SayInOneLineWhatIsWrong) {
         {{"find", device(), "--file", PANEL_PROGRAM}, 2, "already"},
         {{"find", device(), "--file", path("none/x.json")}, 2, "No such file"},
         {{"plan", "/nowhere.json"}, 2, "/nowhere.json"},
+        {run + QStringList{"--web", "0.0.0.0:8080"}, 2, "beyond this machine only with"},
+        {run + QStringList{"--history", PANEL_PROGRAM}, 2, "not a history, left as it is"},
+        {{"run", secretive, "--device", device()}, 2, "broker: /nowhere.password: No such file"},
     };
     for (const auto &c : cases) {
         const Result result = panel(c.arguments);

@@ -168,6 +168,8 @@ TEST_F(PublisherTest, CountsWithoutASpoolWhatIsLostAndOnlyOnce) {
     EXPECT_EQ(publisher().lostForGood(), 1U) << "3 never left; 1 and 2 may yet be acknowledged";
     publisher().lost();
     EXPECT_EQ(publisher().lostForGood(), 3U);
+    publisher().end();
+    EXPECT_EQ(publisher().lostForGood(), 4U) << "there is no later";
 }
 
 TEST_F(PublisherTest, WritesToTheSpoolWhatABrokerThatHangsDoesNotAcknowledge) {

@@ -66,6 +66,7 @@ private:
     MqttLink m_link;
     std::optional<int> m_session; // the connection's; nothing: there is none
     QString m_reason;             // why there is none
+    qint64 m_droppedBefore = 0;   // by the spool, in earlier runs
     quint64 m_overrun = 0;        // changes that came too fast for the inbox
     quint64 m_leftOut = 0;        // clients' writes that came too fast for it
     Clock::time_point m_leftOutNoteDue;
@@ -93,6 +94,7 @@ QString Broker::Work::start() {
     QString error;
     if (!settings.spoolFile.isEmpty())
         error = m_spool.open(settings.spoolFile, settings.spoolMegabytes);
+    m_droppedBefore = m_spool.dropped();
     if (m_links.note && !m_spool.remark().isEmpty())
         m_links.note("broker: " + m_spool.remark());
     if (error.isEmpty())
@@ -177,7 +179,7 @@ void Broker::Work::end() {
     m_publisher.hurry();
     waitUntilIdle();
     send(m_prefix + "/status", "offline", true);
-    m_publisher.lost();
+    m_publisher.end();
     m_spool.commit();
     m_link.stop();
     noteStatus();
@@ -243,14 +245,13 @@ void Broker::Work::noteStatus() {
     const auto orNull = [](const QString &text) {
         return text.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(text);
     };
+    const double lost =
+        double(m_publisher.lostForGood() + m_overrun) + double(m_spool.dropped() - m_droppedBefore);
     QJsonObject status{
-        {"connected", m_session.has_value()},
-        {"reason", orNull(m_reason)},
-        {"published", double(m_publisher.published())},
-        {"waiting", double(m_spool.count())},
-        {"dropped", double(m_publisher.lostForGood() + m_overrun) + double(m_spool.dropped())},
-        {"writesLeftOut", double(m_leftOut)},
-        {"error", orNull(m_spool.error())}};
+        {"connected", m_session.has_value()},           {"reason", orNull(m_reason)},
+        {"published", double(m_publisher.published())}, {"waiting", double(m_spool.count())},
+        {"dropped", lost + double(m_droppedBefore)},    {"lost", lost},
+        {"writesLeftOut", double(m_leftOut)},           {"error", orNull(m_spool.error())}};
     const std::lock_guard lock(m_mutex);
     m_status = std::move(status);
 }

@@ -52,8 +52,9 @@ public:
 
     // How it is doing, for the health report. Any thread.
     //   {"connected", "reason": null or why not, "published", "waiting": changes in the spool,
-    //    "dropped": changes lost for good, "writesLeftOut": of clients that sent too many at a
-    //    time, neither tried nor answered, "error": null or what is wrong with the spool}
+    //    "dropped": changes lost for good since the spool was made, "lost": those of this run,
+    //    "writesLeftOut": of clients that sent too many at a time, neither tried nor answered,
+    //    "error": null or what is wrong with the spool}
     QJsonObject status() const;
 
 private:

@@ -124,6 +124,14 @@ void Publisher::lost() {
     m_presentsUnderWay = 0;
 }
 
+void Publisher::end() {
+    lost();
+    if (m_spool)
+        return;
+    for (const Present &present : m_presents)
+        m_lost += present.number > present.acknowledged ? 1 : 0;
+}
+
 // The newest is sent again. One that is older is gone where no spool has it.
 void Publisher::lost(const UnderWay &message) {
     const Present &present = m_presents.at(*message.variable);

@@ -33,6 +33,8 @@ public:
     void acknowledged(int id);
     // What was under way goes to the spool.
     void lost();
+    // As lost(); there is no next connection. Without a spool, what has not arrived never will.
+    void end();
 
     // Sends what is due and what there is room for.
     void pump(Clock::time_point now);

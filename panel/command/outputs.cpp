@@ -43,12 +43,16 @@ QStringList capturePaths(const PanelFile &panel, const std::string &capture) {
 
 Outputs::Outputs(const PanelFile &panel, Runtime &runtime, const OutputOptions &options)
     : m_panel(panel), m_runtime(runtime), m_options(options),
-      m_runLog([](const QString &line) { complain(line, AllHeld); }) {}
+      m_runLog([](const QString &line) { complain(line, AllHeld); }) {
+    if (panel.broker)
+        m_broker.emplace(panel, brokerLinks());
+}
 
+// The report tells of the history, so that this one comes first.
 QString Outputs::open() {
     for (const auto step :
-         {&Outputs::openTrace, &Outputs::openCapture, &Outputs::openReport, &Outputs::openLog,
-          &Outputs::openHistory, &Outputs::openWeb, &Outputs::openBroker}) {
+         {&Outputs::openTrace, &Outputs::openCapture, &Outputs::openLog, &Outputs::openHistory,
+          &Outputs::openReport, &Outputs::openWeb, &Outputs::openBroker}) {
         QString error = (this->*step)();
         if (!error.isEmpty())
             return error;
@@ -84,6 +88,20 @@ TableModel Outputs::snapshot() const {
     return model;
 }
 
+QJsonObject Outputs::report() const {
+    QJsonObject report =
+        healthReport(m_panel, m_runtime.lineReports(), std::chrono::system_clock::now());
+    if (m_history) {
+        const QString error = m_history->error();
+        report["history"] =
+            QJsonObject{{"error", error.isEmpty() ? QJsonValue() : QJsonValue(error)},
+                        {"lost", double(m_history->lost())}};
+    }
+    if (m_broker)
+        report["broker"] = m_broker->status();
+    return report;
+}
+
 QStringList Outputs::failures() const {
     QStringList lines;
     const auto add = [&lines](const char *what, const QString &error) {
@@ -100,6 +118,8 @@ QStringList Outputs::failures() const {
         addOf("trace", m_trace);
     for (const Capture &capture : m_captures)
         add("capture", capture.error());
+    if (m_broker)
+        add("broker", m_broker->status()["error"].toString());
     return lines;
 }
 
@@ -168,9 +188,7 @@ QString Outputs::openCapture() {
 QString Outputs::openReport() {
     if (m_options.report.empty())
         return {};
-    m_report.emplace(pathText(m_options.report), [this] {
-        return healthReport(m_panel, m_runtime.lineReports(), std::chrono::system_clock::now());
-    });
+    m_report.emplace(pathText(m_options.report), [this] { return report(); });
     return m_report->open();
 }
 
@@ -203,7 +221,7 @@ QString Outputs::openWeb() {
     WebSources sources;
     sources.panel = &m_panel;
     sources.report = [this] {
-        return healthReport(m_panel, m_runtime.lineReports(), std::chrono::system_clock::now());
+        return report();
     };
     sources.write = [this](const WriteOrder &order, const WriteDone &done) {
         m_runtime.writer().write(order, done);
@@ -221,15 +239,13 @@ QString Outputs::openWeb() {
     return error;
 }
 
-QString Outputs::openBroker() {
-    if (!m_panel.broker)
-        return {};
+Broker::Links Outputs::brokerLinks() {
     Broker::Links links;
     links.write = [this](const WriteOrder &order, const WriteDone &done) {
         m_runtime.writer().write(order, done);
     };
     links.report = [this] {
-        return healthReport(m_panel, m_runtime.lineReports(), std::chrono::system_clock::now());
+        return report();
     };
     links.log = [this](const QString &line) {
         m_runLog.add(line);
@@ -237,15 +253,27 @@ QString Outputs::openBroker() {
     links.note = [this](const QString &line) {
         m_runLog.add(line);
     };
-    m_broker.emplace(m_panel, links);
+    return links;
+}
+
+QString Outputs::openBroker() {
+    if (!m_broker)
+        return {};
     m_runtime.feed().addListener([this](const ValueChange &change) { m_broker->take(change); });
     return m_broker->start();
 }
 
 QStringList Outputs::closeBroker() {
     m_broker->stop();
-    const QString error = m_broker->status()["error"].toString();
-    return error.isEmpty() ? QStringList() : QStringList{"broker: " + error};
+    const QJsonObject status = m_broker->status();
+    const auto lost = static_cast<quint64>(status["lost"].toDouble());
+    QString reason = status["error"].toString();
+    if (reason.isEmpty() && lost > 0) {
+        reason = m_panel.broker->spoolFile.isEmpty()
+                     ? "it was away, and there is no spoolFile"
+                     : "it was away for longer than the spool holds";
+    }
+    return lossesOf("broker", reason, lost, "changes");
 }
 
 QStringList Outputs::closeValues() {

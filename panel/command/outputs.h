@@ -65,9 +65,12 @@ private:
     QString openHistory();
     QString openWeb();
     QString openBroker();
+    Broker::Links brokerLinks();
     QStringList closeBroker();
     QStringList closeValues();
     TableModel snapshot() const;
+    // The health of the lines, and of the outputs that can lose something.
+    QJsonObject report() const;
     // What could not be written so far.
     QStringList failures() const;
     // Why the broker has no values now, for the table: elsewhere its own notes say so.

@@ -17,6 +17,9 @@
 //         "resting": null or "no answer for 2 min, next try in 12 s",
 //         "causes": [sentences, the likeliest first]}]}]}
 //
+// panel run adds what it could not hand on, where it has such an output: "history": {"error": null
+// or why the disk takes nothing, "lost": changes}, and "broker" as Broker::status() has it.
+//
 // "failures" has the kinds that occurred, by outcomeKey(); "steps" those of the histogram that hold
 // a time, ascending; another master is counted over the last exchanges of the line.
 #pragma once
