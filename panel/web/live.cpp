@@ -45,7 +45,7 @@ std::vector<ValueChange> neverRead(const PanelFile &panel) {
 
 Live::Live(const PanelFile &panel, std::function<QJsonObject()> report,
            std::function<void()> everyTurn)
-    : m_panel(panel), m_run(QUuid::createUuid().toString(QUuid::WithoutBraces)),
+    : m_panel(panel), m_runId(QUuid::createUuid().toString(QUuid::WithoutBraces)),
       m_report(std::move(report)), m_everyTurn(std::move(everyTurn)), m_values(neverRead(panel)),
       m_curves(panel, nowSeconds()), m_thread([this] { run(); }) {}
 
@@ -120,11 +120,12 @@ QJsonObject Live::exchangesJson(const std::vector<Numbered> &exchanges) const {
                             {"attempt", exchange.attempt},
                             {"gaveUp", exchange.gaveUp}};
     }
-    return {{"run", m_run}, {"exchanges", list}};
+    return {{"exchanges", list}};
 }
 
 QByteArray Live::wholePicture(bool wantsLines) const {
-    QByteArray events = eventText("values", compact(values()));
+    QByteArray events = eventText("run", compact({{"run", m_runId}}));
+    events += eventText("values", compact(values()));
     if (!wantsLines)
         return events;
     std::vector<Numbered> exchanges;

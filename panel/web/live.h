@@ -36,6 +36,8 @@ public:
     void observe(const ValueChange &change); // a ValueListener
     void observe(const Exchange &exchange);  // an ExchangeListener
 
+    // Tells this run from those before: a page that outlived one begins anew.
+    QString runId() const { return m_runId; }
     // Any thread. {"values": [{"line", "name", "value", "text", "unit", "quality", "time"}]}; value
     // and time are null while it was never read.
     QJsonObject values() const;
@@ -68,7 +70,7 @@ private:
     QByteArray lineEvents(const News &news) const;
 
     const PanelFile &m_panel;
-    const QString m_run; // tells this run's exchanges from those of the one before
+    const QString m_runId;
     std::function<QJsonObject()> m_report;
     std::function<void()> m_everyTurn;
 

@@ -140,9 +140,8 @@ QJsonObject describe(const PanelFile &panel, const Variable &variable) {
             {"name", variable.name},
             {"unit", variable.unit},
             {"place", placeText(variable)},
-            {"count", variable.display == Display::Text ? 1 : variable.count},
             {"isNumber", variable.display != Display::Text},
-            {"isBit", variable.display == Display::Bit && variable.count == 1},
+            {"decimals", variable.decimals},
             {"writable", isWritable},
             {"min", variable.min ? QJsonValue(*variable.min) : QJsonValue()},
             {"max", variable.max ? QJsonValue(*variable.max) : QJsonValue()}};
@@ -190,7 +189,8 @@ void Routes::panel(const Request &, const Reply &reply) {
     QJsonArray variables;
     for (const Variable &variable : m_sources.panel->variables)
         variables += describe(*m_sources.panel, variable);
-    reply(json({{"lines", lines},
+    reply(json({{"run", m_live.runId()},
+                {"lines", lines},
                 {"variables", variables},
                 {"hasHistory", m_sources.history != nullptr},
                 {"mayWrite", !m_options.token.isEmpty()}}));

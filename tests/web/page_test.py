@@ -115,6 +115,36 @@ class PageTest(unittest.TestCase):
         self.wait(lambda: self.value("in counter").text != first)
         self.browser.get_log("browser")  # it says that nobody answered
 
+    def test_a_panel_that_comes_back_with_another_file_is_shown_as_it_is_now(self):
+        self.addCleanup(self.plant.start_panel)
+        self.addCleanup(self.plant.kill_panel)
+        self.wait_for_quality("in counter", "good")
+        self.plant.kill_panel()
+        self.plant.start_panel(self.plant.file_with('"in counter"', '"brand new"'))
+        self.wait(lambda: self.browser.find_elements(
+            By.CSS_SELECTOR, '[data-variable="brand new"]'))
+        self.wait_for_quality("brand new", "good")
+        self.assertEqual(self.browser.find_elements(
+            By.CSS_SELECTOR, '[data-variable="in counter"]'), [])
+        self.browser.get_log("browser")  # it says that nobody answered
+
+    def test_more_tabs_than_a_browser_has_connections_are_all_alive(self):
+        first = self.browser.current_window_handle
+        for _ in range(8):
+            self.browser.switch_to.new_window("tab")
+            self.show("values")
+            self.wait_for_quality("in counter", "good")
+        for tab in self.browser.window_handles:
+            if tab != first:
+                self.browser.switch_to.window(tab)
+                self.browser.close()
+        self.browser.switch_to.window(first)
+        self.wait_for_quality("in counter", "good")
+
+    def test_a_trend_gives_whole_numbers_to_the_last_digit(self):
+        self.show("trend?v=set+long")
+        self.wait(lambda: self.value("set long").text == "3735928559")
+
     def test_a_trend_shows_values_under_the_pointer_and_zooms(self):
         self.show(VIEWS[1])
         self.wait(lambda: "in sine" in self.one(".legend").text)

@@ -38,19 +38,25 @@ class Plant:
         self.panel = None
         self.start_panel()
 
-    def start_panel(self):
+    def start_panel(self, panel_file=None):
         where = self.address.removeprefix("http://").rstrip("/")
         self.panel = subprocess.Popen(
             [self.programs / "panel/panel", "run", "--device", self.path / "line",
              "--library", self.programs / "libmodbus_rtu_driver.so",
              "--history", self.path / "history.sqlite",
-             "--web", where, "--web-token", self.path / "token", self.panel_file],
+             "--web", where, "--web-token", self.path / "token", panel_file or self.panel_file],
             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         deadline = time.monotonic() + START_SECONDS
         while not self.answers():
             if self.panel.poll() is not None or time.monotonic() > deadline:
                 raise RuntimeError("the panel serves no page")
             time.sleep(0.05)
+
+    def file_with(self, text, other):
+        """The panel file with another text in the place of one."""
+        changed = self.path / "changed.json"
+        changed.write_text(self.panel_file.read_text().replace(text, other))
+        return changed
 
     def answers(self):
         try:

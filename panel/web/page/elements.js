@@ -27,6 +27,21 @@ export function setText(node, text) {
   if (node.textContent !== text) node.textContent = text;
 }
 
+// Makes a node look like another and keeps what is the same: a selection, the focus and a reader's
+// place stay where they are.
+export function become(node, wanted) {
+  for (const {name} of [...node.attributes]) if (!wanted.hasAttribute(name)) node.removeAttribute(name);
+  for (const {name, value} of wanted.attributes) if (node.getAttribute(name) !== value) node.setAttribute(name, value);
+  while (node.childNodes.length > wanted.childNodes.length) node.lastChild.remove();
+  [...wanted.childNodes].forEach((child, index) => {
+    const present = node.childNodes[index];
+    if (!present) node.append(child);
+    else if (present.nodeName !== child.nodeName) present.replaceWith(child);
+    else if (child.nodeType === Node.TEXT_NODE) setText(present, child.textContent);
+    else become(present, child);
+  });
+}
+
 // "0.4 s", "12 s", "3 min", "2 h 5 min", "4 d"
 export function spanText(milliseconds) {
   const seconds = Math.max(0, milliseconds / 1000);

@@ -1,5 +1,5 @@
 // How the lines are doing, station by station, and what was said last.
-import {clockText, drawing, element, setText} from '/elements.js';
+import {become, clockText, drawing, element, setText} from '/elements.js';
 
 const Shown = 200;
 const FailureText = {
@@ -109,10 +109,8 @@ export class LineView {
   }
 
   told(event, object) {
-    if (event === 'lines') this.lines.replaceChildren(...object.lines.map(lineSection));
+    if (event === 'lines') become(this.lines, element('div', {}, ...object.lines.map(lineSection)));
     if (event !== 'exchanges') return;
-    if (object.run !== this.run) this.exchanges = []; // the panel was started again
-    this.run = object.run;
     const latest = this.exchanges[0]?.number ?? 0;
     const news = object.exchanges.filter((each) => each.number > latest).reverse();
     this.exchanges = [...news, ...this.exchanges].slice(0, Shown);

@@ -17,6 +17,8 @@ const values = new Map(); // the latest of each, by name
 const now = () => Date.now() + clockOffset;
 
 function told(event, object) {
+  // It was started again, perhaps with other variables and another page.
+  if (event === 'run' && object.run !== panel.run) location.reload();
   if (event === 'pulse') clockOffset = Date.parse(object.now) - Date.now();
   for (const value of event === 'values' ? object.values : []) values.set(value.name, value);
   view?.told?.(event, object);

@@ -1,7 +1,8 @@
 // The panel behind the page: questions, and what it tells by itself. The token, once asked for,
 // stays in this browser.
 
-const Silence = 1000; // milliseconds after which the panel is taken to be gone
+// Milliseconds after which the panel is taken to be gone, though it says something every 300.
+const Silence = 700;
 const RetryAfter = 1000;
 const TokenName = 'panel-token';
 
@@ -97,13 +98,17 @@ export class Events {
     this.connected = connected;
     this.state = '';
     this.heardAt = 0;
-    setInterval(() => this.check(), 200);
+    setInterval(() => this.check(), 100);
+    document.addEventListener('visibilitychange', () => { if (this.path) this.open(this.path); });
   }
 
-  // From the beginning: the whole picture comes first.
+  // From the beginning: the whole picture comes first. Nothing is followed while nobody can see it:
+  // a browser has six connections for all its pages.
   async open(path) {
     this.path = path;
     this.abort?.abort();
+    this.heardAt = performance.now();
+    if (document.hidden) return;
     const abort = new AbortController();
     this.abort = abort;
     while (!abort.signal.aborted) {
@@ -141,10 +146,10 @@ export class Events {
   }
 
   check() {
-    if (!this.isConnected || performance.now() - this.heardAt < Silence) return;
-    this.setState('lost');
+    if (document.hidden || performance.now() - this.heardAt < Silence) return;
+    if (this.isConnected) this.setState('lost');
     // A connection that is silent for long is dead, whatever the browser believes.
-    if (performance.now() - this.heardAt > 5 * Silence) this.open(this.path);
+    if (this.state === 'lost' && performance.now() - this.heardAt > 10 * Silence) this.open(this.path);
   }
 
   get isConnected() { return this.state === 'live'; }

@@ -7,8 +7,10 @@ const Minute = 60e3;
 const Spans = [['10 min', 10 * Minute], ['1 h', 60 * Minute], ['8 h', 480 * Minute],
   ['1 d', 1440 * Minute], ['7 d', 7 * 1440 * Minute], ['30 d', 30 * 1440 * Minute]];
 const Ticks = [1e3, 5e3, 10e3, 30e3, Minute, 2 * Minute, 5 * Minute, 10 * Minute, 30 * Minute,
-  60 * Minute, 120 * Minute, 240 * Minute, 720 * Minute, 1440 * Minute, 2880 * Minute, 7200 * Minute];
+  60 * Minute, 120 * Minute, 240 * Minute, 720 * Minute, 1440 * Minute, 2880 * Minute, 7200 * Minute,
+  20160 * Minute, 43200 * Minute, 129600 * Minute];
 const ShortestSpan = 1000;
+const LongestSpan = 400 * 1440 * Minute;
 // Told apart by dashes and letters as well as by colour.
 const Dashes = [[], [8, 4], [2, 3], [10, 3, 2, 3], [16, 4], [4, 4], [1, 5], [12, 3, 3, 3, 3, 3]];
 
@@ -77,6 +79,7 @@ export class TrendView {
     this.picked = element('div', {class: 'pick', role: 'group', 'aria-label': 'Values to show, eight at most'},
       ...this.numbers.map(({name}) => element('label', {},
         element('input', {type: 'checkbox', value: name, onchange: () => this.pick()}), ` ${name}`)));
+    this.full = element('small', {role: 'status'});
     this.spans = Spans.map(([text, span]) => element('button', {type: 'button', 'data-span': span, onclick: () => this.go({span})}, text));
     const move = (text, label, change) => element('button', {type: 'button', 'aria-label': label, title: label, onclick: change}, text);
     this.told_ = element('p', {class: 'told', role: 'status'});
@@ -84,12 +87,12 @@ export class TrendView {
     this.canvas = element('canvas', {tabindex: 0, role: 'img', 'aria-label': 'Trend; arrow keys move the pointer, plus and minus zoom'});
     this.box = element('div', {class: 'plot'}, this.canvas);
     return element('div', {class: 'trend'},
-      element('details', {class: 'chooser'}, element('summary', {}, 'Choose values'), this.picked),
+      element('details', {class: 'chooser'}, element('summary', {}, 'Choose values ', this.full), this.picked),
       element('div', {class: 'tools', role: 'toolbar', 'aria-label': 'Span'}, ...this.spans,
         move('◀', 'Earlier', () => this.shift(-0.5)), move('▶', 'Later', () => this.shift(0.5)),
         move('+', 'Zoom in', () => this.zoom(0.5)), move('−', 'Zoom out', () => this.zoom(2)),
         move('now', 'Follow the present', () => this.go({span: this.span()}))),
-      this.box, this.legend, this.told_);
+      this.told_, this.box, this.legend);
   }
 
   // What the address says is what is shown.
@@ -98,10 +101,11 @@ export class TrendView {
     this.names = query.getAll('v').filter((name) => this.numbers.some((each) => each.name === name)).slice(0, Most);
     if (this.names.length === 0 && this.numbers.length > 0) this.names = [this.numbers[0].name];
     this.isFollowing = !query.has('from');
-    const span = Math.max(ShortestSpan, Number(query.get('span')) || 10 * Minute);
     this.to = this.isFollowing ? this.page.now() : Number(query.get('to'));
-    this.from = this.isFollowing ? this.to - span : Math.min(Number(query.get('from')), this.to - ShortestSpan);
-    for (const box of this.picked.querySelectorAll('input')) box.checked = this.names.includes(box.value);
+    const wanted = this.isFollowing ? Number(query.get('span')) || 10 * Minute : this.to - Number(query.get('from'));
+    const span = Math.min(LongestSpan, Math.max(ShortestSpan, wanted));
+    this.from = this.to - span;
+    this.showPicked();
     for (const button of this.spans) {
       button.setAttribute('aria-pressed', this.isFollowing && Number(button.dataset.span) === span);
     }
@@ -109,36 +113,48 @@ export class TrendView {
     this.load();
   }
 
+  showPicked() {
+    const isFull = this.names.length === Most;
+    for (const box of this.picked.querySelectorAll('input')) {
+      box.checked = this.names.includes(box.value);
+      box.disabled = isFull && !box.checked;
+    }
+    setText(this.full, isFull ? `${Most} at most` : '');
+  }
+
   span() { return this.to - this.from; }
 
-  go({span, from, to, names = this.names}) {
+  // A step of the browser's own history, unless it is one of many.
+  go({span, from, to, names = this.names, isOneOfMany = false}) {
     const query = new URLSearchParams(names.map((name) => ['v', name]));
     if (span) query.set('span', Math.round(span));
     else {
       query.set('from', Math.round(from));
       query.set('to', Math.round(to));
     }
-    location.hash = `#/trend?${query}`;
+    if (isOneOfMany) {
+      history.replaceState(null, '', `#/trend?${query}`);
+      this.moved(query);
+    } else location.hash = `#/trend?${query}`;
   }
 
-  goTo(from, to) {
-    if (to >= this.page.now()) this.go({span: to - from});
-    else this.go({from, to});
+  goTo(from, to, isOneOfMany = false) {
+    if (to >= this.page.now()) this.go({span: to - from, isOneOfMany});
+    else this.go({from, to, isOneOfMany});
   }
 
   pick() {
     const names = [...this.picked.querySelectorAll('input:checked')].map((box) => box.value);
-    if (names.length > Most) setText(this.told_, `${Most} values at most`);
     const range = this.isFollowing ? {span: this.span()} : {from: this.from, to: this.to};
-    this.go({...range, names: names.slice(0, Most)});
+    this.go({...range, names});
   }
 
   shift(part) { this.goTo(this.from + part * this.span(), this.to + part * this.span()); }
 
-  zoom(factor, around = this.pointer ?? (this.from + this.to) / 2) {
-    const from = around - (around - this.from) * factor;
-    const to = from + Math.max(ShortestSpan, this.span() * factor);
-    this.goTo(from, to);
+  zoom(factor, around = this.pointer ?? (this.from + this.to) / 2, isOneOfMany = false) {
+    const span = Math.min(LongestSpan, Math.max(ShortestSpan, this.span() * factor));
+    const from = around - (around - this.from) * (span / this.span());
+    this.goTo(from, from + span, isOneOfMany);
   }
 
   follow() {
@@ -166,7 +182,8 @@ export class TrendView {
       this.trends = trends;
       setText(this.told_, trends.every((each) => each.points.length === 0) ? 'Nothing was kept in this span.' : '');
     } catch (error) {
-      setText(this.told_, error.message);
+      const isGone = error instanceof TypeError; // what fetch throws
+      setText(this.told_, isGone ? 'No connection to the panel: the trend ends where it was lost.' : error.message);
       return;
     }
     this.draw();
@@ -191,7 +208,7 @@ export class TrendView {
     this.canvas.addEventListener('dblclick', () => this.zoom(4));
     this.canvas.addEventListener('wheel', (event) => {
       event.preventDefault();
-      this.zoom(event.deltaY < 0 ? 0.7 : 1.4, this.timeAt(event));
+      this.zoom(event.deltaY < 0 ? 0.7 : 1.4, this.timeAt(event), true);
     }, {passive: false});
     this.canvas.addEventListener('keydown', (event) => this.key(event));
   }
@@ -275,15 +292,22 @@ export class TrendView {
   showLegend() {
     const items = this.trends.map((trend, index) => {
       const value = valueAt(trend.points, this.pointer ?? trend.points[trend.points.length - 1]?.[0]);
-      const unit = trend.unit ? ` ${trend.unit}` : '';
       const mark = `<svg class="mark" viewBox="0 0 32 8" aria-hidden="true"><path d="M0 4h32" stroke="var(--curve-${index + 1})" stroke-width="3" stroke-dasharray="${Dashes[index].join(' ')}"/></svg>`;
       const item = element('li', {});
       item.insertAdjacentHTML('afterbegin', mark);
-      item.append(` ${trend.variable} `, element('strong', {}, value === null ? 'no value' : `${Number(value.toPrecision(7))}${unit}`));
+      item.append(` ${trend.variable} `, this.legendValue(trend, value));
       return item;
     });
     const when = this.pointer === null ? 'latest' : new Date(this.pointer).toLocaleString('en-GB');
     this.legend.replaceChildren(element('li', {class: 'when'}, when), ...items);
+  }
+
+  // As the panel prints it.
+  legendValue(trend, value) {
+    const decimals = this.numbers.find((each) => each.name === trend.variable)?.decimals ?? -1;
+    const number = value === null ? 'no value' : decimals >= 0 ? value.toFixed(decimals) : String(value);
+    return element('strong', {'data-variable': trend.variable, 'data-quality': value === null ? 'old' : 'good'},
+      trend.unit && value !== null ? `${number} ${trend.unit}` : number);
   }
 
   themed() {

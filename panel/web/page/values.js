@@ -12,6 +12,12 @@ function limitsText({min, max, unit}) {
   return unit ? `${range} ${unit}` : range;
 }
 
+// A number is never broken in two: it is read as two. What is longer than any number may be.
+function widthOf(text) {
+  const longest = Math.max(...text.split(' ').map((word) => word.length));
+  return longest > 24 ? 'endless' : longest > 12 ? 'long' : 'usual';
+}
+
 class Row {
   constructor(described, page) {
     this.described = described;
@@ -66,11 +72,14 @@ class Row {
     if (!value) return;
     const quality = value.quality === 'good' && !isConnected ? 'old' : value.quality;
     const unit = value.unit ? ` ${value.unit}` : '';
-    setText(this.value, value.quality === 'never' ? '–' : `${value.text}${unit}`);
+    const text = value.quality === 'never' ? '–' : `${value.text}${unit}`;
+    setText(this.value, text);
+    this.value.dataset.width = widthOf(text);
     this.value.dataset.quality = quality;
     this.node.dataset.quality = quality;
     setText(this.quality, QualityText[quality]);
-    setText(this.since, value.time ? spanText(this.page.now() - Date.parse(value.time)) : '');
+    const since = value.time ? spanText(this.page.now() - Date.parse(value.time)) : '';
+    setText(this.since, value.quality === 'old' ? `old for ${since}` : since);
   }
 
   // The latest point is what holds now.
@@ -107,15 +116,15 @@ export class ValuesView {
       const name = station === 0 ? 'all stations' : `station ${station}`;
       const title = page.panel.lines.length > 1 ? `${line}, ${name}` : name;
       if (!groups.has(title)) groups.set(title, []);
-      groups.get(title).push(row.node);
+      groups.get(title).push(row);
     }
     return [...groups].map(([title, rows]) => element('section', {},
       element('h2', {}, title),
-      element('table', {},
+      element('table', {class: rows.some((row) => row.described.writable) ? null : 'read-only'},
         element('colgroup', {}, ...Columns.map((name) => element('col', {class: `column-${name}`}))),
         element('thead', {}, element('tr', {}, ...Object.values(Titles)
           .map((text) => element('th', {scope: 'col'}, text)))),
-        element('tbody', {}, ...rows))));
+        element('tbody', {}, ...rows.map((row) => row.node)))));
   }
 
   async loadCurves() {
