@@ -120,6 +120,7 @@ TEST_F(WebTest, APageGetsTheWholePictureThenWhatChanges) {
     HttpClient page(m_port);
     page.send("GET /api/events HTTP/1.1\r\nHost: " + host() + "\r\n\r\n");
     EXPECT_TRUE(page.readTo("\r\n\r\n").contains("text/event-stream"));
+    EXPECT_TRUE(page.readTo("\n\n").contains("event: run"));
     const QByteArray first = page.readTo("\n\n");
     EXPECT_TRUE(first.contains("event: values") && first.contains("\"level\"") &&
                 first.contains("\"fixed\""));
