@@ -168,6 +168,18 @@ WrongFiles wrongVariables() {
          "variables[0] \"a\": address: missing"},
         {panelWith(Word).replace("\"a\"", R"("a\nb")"),
          "variables[0] \"a\\u000ab\": name: has a control character"},
+        {panelWith(R"("registerType": 17, "address": "-1", "format": "floot")"),
+         "variables[0] \"a\": registerType: 17 is not a whole number from 0 to 14\n"
+         "variables[0] \"a\": format: \"floot\" is not one of bit, int8, int16, int32, int64, "
+         "uint8, uint16, uint32, uint64, float, double, hex, hex32, hex64, text\n"
+         "variables[0] \"a\": address: \"-1\" is neither a number, like \"100\", nor "
+         "\"byte.bit\", like \"12.3\""},
+        {panelWith(R"("registerType": 6, "address": "x", "format": "uint16")",
+                   R"(, "writes": [{"variable": "a", "value": -1}])")
+             .replace(": 1,", ": 0,"),
+         "variables[0] \"a\": address: \"x\" is not a number, like \"100\"\n"
+         "variables[0] \"a\": station: 0 addresses all stations and can only be written\n"
+         "writes[0] \"a\": value: \"-1\" is not a whole number from 0 to 65535"},
         {panelWith(R"("registerType": 4, "address": "1", "format": "int16")"),
          "variables[0] \"a\": format: int16 does not fit registerType 4 (8-bit): permitted are "
          "int8, uint8, hex, text"},

@@ -24,23 +24,37 @@ constexpr qint64 MaxFileBytes = 1024 * 1024;
 struct Reading {
     PanelFile panel;
     QHash<QString, size_t> byName; // index of the variable
-    std::set<size_t> wrong;        // variables that have errors: no more is said of them
+    std::set<size_t> wrong;        // variables that have errors
+    std::set<size_t> unclear;      // those of whose values nothing can be said
 };
 
 void readVariables(const JsonFields &top, const char *key, bool once, Reading *reading) {
     PanelFile &panel = reading->panel;
     for (const JsonFields &fields : top.objects(key, "name")) {
         const int errorsBefore = fields.errorCount();
-        Variable variable = readVariable(fields, panel.lines, once);
+        bool isValueKnown = false;
+        Variable variable = readVariable(fields, panel.lines, once, &isValueKnown);
         if (reading->byName.contains(variable.name) && !variable.name.isEmpty())
             fields.fail("name", "another variable has the same");
         if (panel.broker && !variable.name.isEmpty())
             checkTopicLevel(fields, "name", variable.name);
         if (fields.errorCount() > errorsBefore)
             reading->wrong.insert(panel.variables.size());
+        if (!isValueKnown)
+            reading->unclear.insert(panel.variables.size());
         reading->byName.insert(variable.name, panel.variables.size());
         panel.variables.push_back(std::move(variable));
     }
+}
+
+// Why nobody can write its variable; nothing of one that is wrong already.
+QString obstacleTo(const WriteJob &job, const Reading &reading) {
+    const PanelFile &panel = reading.panel;
+    if (reading.wrong.count(job.variable) > 0 || panel.lines.empty())
+        return {};
+    const Variable &variable = panel.variables[job.variable];
+    return variable.moves ? QString("it is one that moves")
+                          : writeObstacle(variable, panel.lines[variable.line].blockLimit);
 }
 
 void readWrite(const JsonFields &fields, Reading *reading) {
@@ -55,15 +69,13 @@ void readWrite(const JsonFields &fields, Reading *reading) {
     WriteJob job;
     job.variable = *found;
     reading->panel.writes.push_back(job);
-    const Variable &variable = reading->panel.variables[job.variable];
-    if (reading->wrong.count(job.variable) > 0 || reading->panel.lines.empty())
-        return;
-    const int blockLimit = reading->panel.lines[variable.line].blockLimit;
-    const QString obstacle =
-        variable.moves ? "it is one that moves" : writeObstacle(variable, blockLimit);
-    const QString reason = encodeValue(variable, fields.value("value"), &job.data);
+    const QString obstacle = obstacleTo(job, *reading);
     if (!obstacle.isEmpty())
         fields.fail("variable", obstacle);
+    if (reading->unclear.count(job.variable) > 0)
+        return;
+    const Variable &variable = reading->panel.variables[job.variable];
+    const QString reason = encodeValue(variable, fields.value("value"), &job.data);
     if (!reason.isEmpty())
         fields.fail("value", reason);
     reading->panel.writes.back() = job;

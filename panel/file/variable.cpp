@@ -103,6 +103,14 @@ QString formatsFor(int bits) {
     return names.join(", ");
 }
 
+QString allFormats() {
+    QStringList names;
+    for (const Format &format : Formats)
+        names += format.name;
+    names.removeDuplicates();
+    return names.join(", ");
+}
+
 std::optional<Order> findOrder(const QString &name, bool isText) {
     for (const OrderName &entry : OrderNames) {
         if (name == entry.name && (entry.forText || !isText))

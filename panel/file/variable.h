@@ -86,6 +86,8 @@ struct FormatMatch {
 FormatMatch findFormat(const QString &name, int bits);
 // The names that fit, for an error: "hex, int16, int32, ...".
 QString formatsFor(int bits);
+// Those of all widths.
+QString allFormats();
 
 // A text knows ABCD and BADC alone, where its first character lies in each register.
 std::optional<Order> findOrder(const QString &name, bool isText);

@@ -1,5 +1,6 @@
 #include "panel/file/variable_fields.h"
 
+#include "panel/file/registers.h"
 #include "panel/file/values.h"
 
 #include <QRegularExpression>
@@ -48,12 +49,12 @@ bool readFormat(const JsonFields &fields, Variable *variable) {
     return match.fits;
 }
 
-void readOrder(const JsonFields &fields, Variable *variable) {
+bool readOrder(const JsonFields &fields, Variable *variable) {
     if (!fields.has("order"))
-        return;
+        return true;
     if (variable->width().bits < 16) {
         fields.fail("order", "bits and bytes have none");
-        return;
+        return false;
     }
     const bool isText = variable->display == Display::Text;
     const std::optional<QString> name = fields.text("order");
@@ -61,17 +62,25 @@ void readOrder(const JsonFields &fields, Variable *variable) {
     variable->order = order.value_or(variable->order);
     if (name && !order)
         fields.fail("order", QString("\"%1\" is not one of %2").arg(*name, ordersFor(isText)));
+    return order.has_value();
 }
 
 // Stricter than the driver, which takes any text with a dot for a bit.
+const QRegularExpression &bitAddress() {
+    static const QRegularExpression pattern("^(\\d{1,6})\\.([0-7])\\z");
+    return pattern;
+}
+const QRegularExpression &plainAddress() {
+    static const QRegularExpression pattern("^(\\d{1,6})\\z");
+    return pattern;
+}
+
 bool readAddress(const JsonFields &fields, Variable *variable) {
-    static const QRegularExpression bitAddress("^(\\d{1,6})\\.([0-7])\\z");
-    static const QRegularExpression plainAddress("^(\\d{1,6})\\z");
     const std::optional<QString> text = fields.text("address");
     if (!text)
         return false;
     const bool isBit = variable->width().bits == 1;
-    const auto match = (isBit ? bitAddress : plainAddress).match(*text);
+    const auto match = (isBit ? bitAddress() : plainAddress()).match(*text);
     if (!match.hasMatch()) {
         fields.fail("address", QString("\"%1\" is not %2")
                                    .arg(*text, isBit ? "\"byte.bit\", like \"12.3\""
@@ -84,29 +93,51 @@ bool readAddress(const JsonFields &fields, Variable *variable) {
     return true;
 }
 
+// What can be said of format and address without the register type.
+void checkWithoutType(const JsonFields &fields) {
+    const std::optional<QString> format = fields.text("format");
+    const std::optional<QString> address = fields.text("address");
+    if (format && !findFormat(*format, RegisterBits).known)
+        fields.fail("format", QString("\"%1\" is not one of %2").arg(*format, allFormats()));
+    const bool isAddress = !address || bitAddress().match(*address).hasMatch() ||
+                           plainAddress().match(*address).hasMatch();
+    if (!isAddress) {
+        fields.fail(
+            "address",
+            QString("\"%1\" is neither a number, like \"100\", nor \"byte.bit\", like \"12.3\"")
+                .arg(*address));
+    }
+}
+
+// What holds of a variable, whatever else is wrong with it.
+struct Known {
+    bool type = false;
+    bool value = false; // what its bytes mean
+};
+
 // Where the value lies and what it is.
-void readPlace(const JsonFields &fields, Variable *variable) {
+Known readPlace(const JsonFields &fields, Variable *variable) {
     const std::optional<int> regType = fields.integer("registerType", {0, 14});
     if (!regType) {
-        static_cast<void>(fields.text("format"));
-        static_cast<void>(fields.text("address"));
-        return;
+        checkWithoutType(fields);
+        return {};
     }
     variable->regType = *regType;
     const bool isFormat = readFormat(fields, variable);
-    if (isFormat)
-        readOrder(fields, variable);
+    const bool isOrder = isFormat && readOrder(fields, variable);
     const Range counts{1, static_cast<double>(variable->maxCount())};
     const std::optional<int> count = fields.integer("count", counts, 1);
     variable->count = count.value_or(1);
-    if (!readAddress(fields, variable) || !isFormat || !count)
-        return;
-    const QString beyond = beyondArea(*variable);
+    const bool isAddress = readAddress(fields, variable);
+    const QString beyond = isAddress && isFormat && count ? beyondArea(*variable) : QString();
     if (!beyond.isEmpty())
         fields.fail({}, beyond);
+    return {true, isOrder && count};
 }
 
-void readScaling(const JsonFields &fields, Variable *variable) {
+// False when numbers cannot be told by it.
+bool readScaling(const JsonFields &fields, Variable *variable) {
+    const int errorsBefore = fields.errorCount();
     variable->scale = fields.number("scale").value_or(1);
     variable->offset = fields.number("offset").value_or(0);
     variable->decimals = fields.integer("decimals", {0, MostDecimals}, -1).value_or(-1);
@@ -116,9 +147,11 @@ void readScaling(const JsonFields &fields, Variable *variable) {
         fields.fail("scale", "0 would make all values the same");
     if (variable->min && variable->max && *variable->min > *variable->max)
         fields.fail("min", "greater than max");
+    const bool isScaled = fields.errorCount() == errorsBefore;
     variable->unit = fields.text("unit", QString()).value_or(QString());
     if (variable->unit.size() > LongestUnit || !isShown(variable->unit))
         fields.fail("unit", QString("expected at most %1 characters that show").arg(LongestUnit));
+    return isScaled;
 }
 
 void checkNumbersOnly(const JsonFields &fields, const Variable &variable) {
@@ -142,25 +175,26 @@ void readExpected(const JsonFields &fields, Variable *variable) {
         fields.fail("expect", reason);
 }
 
-void readUse(const JsonFields &fields, const std::vector<LineSettings> &lines, Variable *variable) {
-    variable->moves = fields.flag("moves").value_or(false);
-    variable->writable = fields.flag("writable").value_or(false);
-    if (!variable->writable || lines.empty())
+void checkWritable(const JsonFields &fields, const std::vector<LineSettings> &lines,
+                   const Variable &variable) {
+    if (!variable.writable || lines.empty())
         return;
-    const QString obstacle = writeObstacle(*variable, lines[variable->line].blockLimit);
+    const QString obstacle = writeObstacle(variable, lines[variable.line].blockLimit);
     if (!obstacle.isEmpty())
         fields.fail("writable", obstacle);
 }
 
-void checkBroadcast(const JsonFields &fields, const Variable &variable) {
-    const bool isRead = variable.isReadOnly() || variable.moves || fields.has("expect");
+void checkBroadcast(const JsonFields &fields, const Variable &variable, bool isTypeKnown) {
+    const bool isInput = isTypeKnown && variable.isReadOnly();
+    const bool isRead = isInput || variable.moves || fields.has("expect");
     if (variable.isBroadcast() && isRead)
         fields.fail("station", "0 addresses all stations and can only be written");
 }
 
 } // namespace
 
-Variable readVariable(const JsonFields &fields, const std::vector<LineSettings> &lines, bool once) {
+Variable readVariable(const JsonFields &fields, const std::vector<LineSettings> &lines, bool once,
+                      bool *isValueKnown) {
     fields.allowOnly({"name", "line", "station", "registerType", "address", "count", "format",
                       "order", "scale", "offset", "decimals", "unit", "min", "max", "writable",
                       "moves", "expect"});
@@ -170,14 +204,18 @@ Variable readVariable(const JsonFields &fields, const std::vector<LineSettings> 
     readName(fields, &variable.name);
     readLineName(fields, lines, &variable);
     variable.station = fields.integer("station", {once ? 1.0 : 0.0, 247}).value_or(1);
-    readPlace(fields, &variable);
-    readScaling(fields, &variable);
-    // The rest hangs together, and says nothing new of a variable that is wrong already.
-    if (fields.errorCount() > errorsBefore)
-        return variable;
-    checkNumbersOnly(fields, variable);
-    readUse(fields, lines, &variable);
-    readExpected(fields, &variable);
-    checkBroadcast(fields, variable);
+    const Known known = readPlace(fields, &variable);
+    const bool isScaled = readScaling(fields, &variable);
+    variable.moves = fields.flag("moves").value_or(false);
+    variable.writable = fields.flag("writable").value_or(false);
+    *isValueKnown = known.value && isScaled;
+    if (known.value)
+        checkNumbersOnly(fields, variable);
+    // The line and the area may be wrong.
+    if (fields.errorCount() == errorsBefore)
+        checkWritable(fields, lines, variable);
+    if (*isValueKnown)
+        readExpected(fields, &variable);
+    checkBroadcast(fields, variable, known.type);
     return variable;
 }

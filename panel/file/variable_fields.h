@@ -7,5 +7,7 @@
 
 #include <vector>
 
-// One of `variables`, or of `onceReads`. What is wrong with it becomes errors.
-Variable readVariable(const JsonFields &fields, const std::vector<LineSettings> &lines, bool once);
+// One of `variables`, or of `onceReads`. What is wrong with it becomes errors. Its values can be
+// read from the file while `isValueKnown`, whatever else is wrong.
+Variable readVariable(const JsonFields &fields, const std::vector<LineSettings> &lines, bool once,
+                      bool *isValueKnown);
