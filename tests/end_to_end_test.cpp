@@ -81,10 +81,11 @@ protected:
         return finish(&panel);
     }
     // Reads on until all these lines have come, in any order.
-    static bool waitFor(QProcess *panel, QList<QByteArray> lines) {
+    bool waitFor(QProcess *panel, QList<QByteArray> lines) {
         while (!lines.isEmpty()) {
             if (panel->canReadLine()) {
-                lines.removeAll(panel->readLine().chopped(1));
+                m_seen += panel->readLine().chopped(1);
+                lines.removeAll(m_seen.last());
             } else if (!panel->waitForReadyRead(PatienceMs)) {
                 return false;
             }
@@ -99,6 +100,7 @@ protected:
     }
 
     QProcess m_plc;
+    QList<QByteArray> m_seen; // the lines that waitFor() has read
 
 private:
     int m_argc = 0;
@@ -199,6 +201,53 @@ TEST_F(EndToEnd, WaitsForADeviceThatGoes) {
     const Outcome outcome = finish(&panel);
     EXPECT_EQ(outcome.exitCode, 0) << qPrintable(outcome.errors);
     EXPECT_EQ(outcome.errors, "");
+}
+
+TEST_F(EndToEnd, KeepsTwoLinesApart) {
+    startPlc();
+    QProcess east;
+    const QString eastDevice = device() + ".east";
+    east.start(PLCSIM_PROGRAM, {"--link", eastDevice});
+    ASSERT_TRUE(east.waitForReadyRead(PatienceMs));
+    const auto tell = [](QProcess *plc, const QByteArray &command) {
+        ASSERT_TRUE(plc->write(command) > 0 && plc->waitForBytesWritten(PatienceMs));
+    };
+    tell(&m_plc, "set 1 input 150 11\n");
+    tell(&east, "set 1 input 150 21\n");
+    QByteArray json = R"({"lines": [{"name": "west", "device": "WEST"},
+                                    {"name": "east", "device": "EAST"}], "variables": [
+        {"name": "w", "line": "west", "station": 1, "registerType": 6, "address": "150",
+         "format": "uint16"},
+        {"name": "e", "line": "east", "station": 1, "registerType": 6, "address": "150",
+         "format": "uint16"}]})";
+    json.replace("WEST", device().toUtf8()).replace("EAST", eastDevice.toUtf8());
+    QProcess panel;
+    panel.start(PANEL_PROGRAM, {"run", "--library", DRIVER_LIBRARY, write("two.json", json)});
+    ASSERT_TRUE(waitFor(&panel, {"w = 11", "e = 21"}));
+    tell(&m_plc, "unplug 1s\n");
+    ASSERT_TRUE(waitFor(&panel, {"w = ? 11"}));
+    tell(&east, "set 1 input 150 22\n");
+    ASSERT_TRUE(waitFor(&panel, {"e = 22"})) << "the other line goes on";
+    tell(&m_plc, "set 1 input 150 12\n");
+    ASSERT_TRUE(waitFor(&panel, {"w = 12"}));
+    for (const QByteArray &line : m_seen)
+        EXPECT_FALSE(line.contains("w = 2") || line.contains("e = 1") || line.contains("e = ?"))
+            << line.data();
+    for (QProcess *process : {&panel, &east}) {
+        process->terminate();
+        EXPECT_EQ(finish(process).exitCode, 0);
+    }
+}
+
+// Every time that is left out follows the speed: a character takes 37 ms.
+TEST_F(EndToEnd, ReadsASlowLineWithTheUsualSettings) {
+    startPlc({"--baud", "300", "--stations", "2"});
+    const QByteArray json = R"({"port": {"baudRate": 300}, "variables": [
+        {"name": "a", "station": 1, "registerType": 7, "address": "0", "format": "uint16"},
+        {"name": "b", "station": 2, "registerType": 7, "address": "0", "format": "uint16"}]})";
+    const Outcome outcome = runPanel({"run", "--library", DRIVER_LIBRARY, "--device", device(),
+                                      "--scans", "1", write("slow.json", json)});
+    EXPECT_EQ(outcome.exitCode, 0) << qPrintable(outcome.output + outcome.errors);
 }
 
 // A pass takes 0.1 s at this speed; behind some writes the first is over.
@@ -303,11 +352,18 @@ TEST_F(EndToEnd, RefusesBadInputInOneLine) {
     const QString fresh = notes + ".new";
     const QString panel = write("panel.json", R"({"port": {"device": "/nowhere/tty"}, "variables": [
         {"name": "a", "station": 1, "registerType": 7, "address": "0", "format": "uint16"}]})");
+    const QString twice = write("twice.json", R"({"lines": [
+        {"name": "press", "device": "/dev/null"}, {"name": "oven", "device": "/dev/../dev/null"}],
+        "variables": [{"name": "a", "line": "oven", "station": 1, "registerType": 7,
+                       "address": "0", "format": "uint16"}]})");
     const struct {
         QStringList arguments;
         int exitCode;
         QStringList parts;
     } cases[] = {
+        {{"run", "--library", driver, twice},
+         3,
+         {R"(lines "press" and "oven" have the same device)"}},
         {{"run", "--library", driver, "--device", "/nowhere/tty", good},
          3,
          {"/nowhere/tty: No such"}},

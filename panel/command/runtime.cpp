@@ -2,6 +2,28 @@
 
 #include "panel/line/driver_copy.h"
 
+#include <QFileInfo>
+
+#include <map>
+
+namespace {
+
+// By whatever names it is called.
+QString sharedDevice(const std::vector<LineSettings> &lines) {
+    std::map<QString, QString> lineOf; // by device
+    for (const LineSettings &line : lines) {
+        const QString canonical = QFileInfo(line.device).canonicalFilePath();
+        const QString device = canonical.isEmpty() ? line.device : canonical;
+        const auto [other, isNew] = lineOf.try_emplace(device, line.name);
+        if (!isNew)
+            return QString("lines \"%1\" and \"%2\" have the same device")
+                .arg(other->second, line.name);
+    }
+    return {};
+}
+
+} // namespace
+
 Runtime::Runtime(const PanelFile &panel, const std::atomic<bool> &stopRequested)
     : m_panel(panel), m_stopRequested(stopRequested), m_drivers(panel.lines.size()),
       m_freshness(panel), m_expectations(panel) {
@@ -45,6 +67,9 @@ void Runtime::observe(const Exchange &exchange) {
 }
 
 QString Runtime::openLines() {
+    const QString shared = sharedDevice(m_panel.lines);
+    if (!shared.isEmpty())
+        return shared;
     for (const auto &line : m_lines) {
         QString error = line->start();
         if (!error.isEmpty())
