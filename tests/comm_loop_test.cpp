@@ -67,9 +67,10 @@ public:
     // Its answers have wrong checksums from now on.
     void spoil(int station) { m_spoiled = station; }
     // What touches this register is refused; station 0: nothing is.
-    void refuse(int station, int reg) {
+    void refuse(int station, int reg, char exceptionCode = 2) {
         const std::lock_guard lock(m_mutex);
         m_refused = {station, reg};
+        m_exceptionCode = exceptionCode;
     }
 
 private:
@@ -100,7 +101,7 @@ private:
         if (m_refused.first == station && first <= m_refused.second &&
             m_refused.second < first + count) {
             reply[1] = static_cast<char>(reply.at(1) | 0x80);
-            reply.append('\2');
+            reply.append(m_exceptionCode);
         } else if (request.at(1) == 3) {
             reply.append(static_cast<char>(2 * count));
             for (int reg = first; reg < first + count; ++reg)
@@ -117,9 +118,10 @@ private:
 
     QTemporaryDir m_folder;
     int m_master = -1;
-    std::mutex m_mutex; // guards the two below
+    std::mutex m_mutex; // guards the three below
     std::set<int> m_mute;
     std::pair<int, int> m_refused{0, 0};
+    char m_exceptionCode = 2;
     std::atomic<int> m_spoiled{-1};
     std::atomic<bool> m_isEnding{false};
     std::thread m_thread;
@@ -316,6 +318,21 @@ TEST_F(Loop, ReadsAroundARefusedRegisterAndNamesIt) {
     m_stations.refuse(0, 0);
     waitFor(reads(10, 5));
     EXPECT_TRUE(m_line->status().refusedVariables.empty());
+    const std::lock_guard lock(m_mutex);
+    for (const Exchange &exchange : m_exchanges) {
+        const bool isRefused = exchange.outcome == Outcome::Refused;
+        EXPECT_TRUE(!isRefused || (exchange.attempt == 1 && exchange.gaveUp)) << "tried again";
+    }
+}
+
+TEST_F(Loop, TriesAgainAtOnceWhatAStationCouldNotDo) {
+    m_panel.variables = {wordOf(1, 10)};
+    start();
+    waitForGood(1);
+    m_stations.refuse(1, 10, 4); // a failure, which may pass
+    waitFor([](const Exchange &exchange) {
+        return exchange.outcome == Outcome::Refused && exchange.attempt == 2;
+    });
 }
 
 TEST_F(Loop, SendsNothingLaterThatFailedWhileTheDeviceWasGone) {
