@@ -44,24 +44,10 @@ void addDeviceOptions(CommandOptions app, DeviceOptions *options, int lowestStat
     addLibraryOption(app, &options->driverLibrary);
 }
 
-const std::map<std::string, LineParity> &parityNames() {
-    static const std::map<std::string, LineParity> names{
-        {"none", LineParity::None}, {"odd", LineParity::Odd}, {"even", LineParity::Even}};
-    return names;
-}
-
 std::vector<std::string> allParityNames() {
     std::vector<std::string> names;
     names.reserve(parityNames().size());
     for (const auto &[name, value] : parityNames())
         names.push_back(name);
     return names;
-}
-
-QString parityName(LineParity parity) {
-    for (const auto &[name, value] : parityNames()) {
-        if (value == parity)
-            return QString::fromStdString(name);
-    }
-    return {};
 }

@@ -4,7 +4,6 @@
 #include "panel/command/command.h"
 #include "panel/file/line_settings.h"
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -29,10 +28,8 @@ constexpr int LowestBaudRate = 300;
 constexpr int HighestBaudRate = 4'000'000;
 constexpr int HighestTimeoutMs = 60'000;
 
-// "none", "odd", "even", as options and panel files name them.
-const std::map<std::string, LineParity> &parityNames();
+// The names of parityNames().
 std::vector<std::string> allParityNames();
-QString parityName(LineParity parity);
 
 // What an ADDRESS is, for the help of a command.
 extern const char *const AddressHelp;

@@ -172,21 +172,22 @@ Command addExplainCommand(CLI::App &program) {
         "comes within 20 ms of another that has no answer yet. With --panel a request that\n"
         "meets no variable of the panel file is another master's; one for the same registers\n"
         "cannot be told apart. Causes are named from five exchanges of a station on, the\n"
-        "likeliest first. Registers are numbered as on the\n"
-        "wire, from 0. Times count from the first byte of the request, whose own time on the\n"
-        "line is thus in them: 5 ms for a read at 19200 baud. Exit status: 0 every exchange\n"
-        "was good and there is one master; 1 not so; 2 no capture or panel file.");
+        "likeliest first. Registers are numbered as on the wire, from 0. Times count from the\n"
+        "first byte of the request, whose own time on the line is thus in them: 5 ms for a read\n"
+        "at 19200 baud.\n"
+        "Exit status: 0 every exchange was good and no other master was seen; 1 not so; 2 no\n"
+        "capture or panel file.");
     app.add("CAPTURE", &options->capture, "A capture of link type 147 (pcap or pcapng)").required();
     const CommandOption panel =
         app.add("--panel", &options->panel,
-                "The panel file of the line: tells other masters, and knows the time-out and the "
-                "names of what is refused")
+                "The panel file of the line: shows other masters, and has the time-out and the "
+                "names of variables")
             .shownAs("FILE");
     app.add("--line", &options->line, "Which of the panel file's lines")
         .shownAs("NAME")
         .needs(panel);
     app.addFlag("--failures", &options->failuresOnly,
-                "List only what failed, or was heard besides");
+                "List only exchanges that failed, or in which something else was heard");
     app.addFlag("--conclusion", &options->conclusionOnly, "List no exchanges");
     return {app.command(), [options] {
                 return explain(*options);

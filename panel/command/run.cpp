@@ -181,10 +181,10 @@ void addOutputs(CommandOptions app, OutputOptions *outputs) {
         app.add("--trace", &outputs->trace, "Write a line for each exchange; - is standard output")
             .shownAs("FILE|-");
     app.addFlag("--trace-failures", &outputs->traceFailures,
-                "Only of what failed, or was heard besides")
+                "Only of exchanges that failed, or in which something else was heard")
         .needs(trace);
     app.add("--capture", &outputs->capture,
-            "Record every frame, for panel explain or tshark; of a line that is not the first in "
+            "Record every frame, for panel explain or tshark; those of further lines in "
             "FILE.LINE.pcap")
         .shownAs("FILE.pcap");
     app.add("--report", &outputs->report,

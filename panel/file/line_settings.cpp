@@ -11,6 +11,20 @@ constexpr double SilentCharacters = 3.5;
 
 } // namespace
 
+const std::map<std::string, LineParity> &parityNames() {
+    static const std::map<std::string, LineParity> names{
+        {"none", LineParity::None}, {"odd", LineParity::Odd}, {"even", LineParity::Even}};
+    return names;
+}
+
+QString parityName(LineParity parity) {
+    for (const auto &[name, value] : parityNames()) {
+        if (value == parity)
+            return QString::fromStdString(name);
+    }
+    return {};
+}
+
 int bitsPerCharacter(const LineSettings &line) {
     return 1 + 8 + (line.parity == LineParity::None ? 0 : 1) + line.stopBits;
 }

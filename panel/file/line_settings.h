@@ -4,9 +4,15 @@
 #include <QString>
 
 #include <chrono>
+#include <map>
 #include <optional>
+#include <string>
 
 enum class LineParity { None, Odd, Even };
+
+// "none", "odd", "even", as options and panel files name them.
+const std::map<std::string, LineParity> &parityNames();
+QString parityName(LineParity parity);
 
 // Which requests cover the variables.
 enum class PlanChoice {

@@ -5,11 +5,6 @@
 
 namespace {
 
-const char *parityText(LineParity parity) {
-    constexpr const char *Names[] = {"none", "odd", "even"};
-    return Names[static_cast<int>(parity)];
-}
-
 QString nameOf(const PanelFile &panel, std::size_t line) {
     return panel.lines.size() > 1 ? panel.lines[line].name : QString();
 }
@@ -21,7 +16,7 @@ TableLine lineOf(const PanelFile &panel, std::size_t line, const LineReport &rep
     row.device = settings.device;
     row.setting = QString("%1 %2 %3")
                       .arg(settings.baudRate)
-                      .arg(parityText(settings.parity))
+                      .arg(parityName(settings.parity))
                       .arg(settings.stopBits);
     row.share = report.findings.health.recentShare;
     row.pass = report.status.lastPass;
