@@ -29,7 +29,7 @@ QString nameOf(int value) {
 
 TableModel modelOf(int values) {
     TableModel model;
-    model.lines = {{"", "/dev/ttyS0", "19200 even 1", 0.84, milliseconds(120), "", ""}};
+    model.lines = {{"", "/dev/ttyS0", "19200 even 1", 0.84, milliseconds(120), 12, "", ""}};
     for (int i = 0; i < values; ++i) {
         model.values.push_back(
             {"", 1, nameOf(i), QString::number(1000 + i), Quality::Good, seconds(0)});
@@ -49,6 +49,29 @@ QString textOf(const TablePage &page) {
     for (const TextRow &row : page.rows)
         text += textOf(row) + '\n';
     return text;
+}
+
+TableStation wellStation(int number) {
+    TableStation station;
+    station.station = number;
+    station.exchanges = 12000;
+    station.median = milliseconds(4);
+    station.most = milliseconds(9);
+    station.longest = milliseconds(12);
+    station.lastGood = "0 s";
+    return station;
+}
+
+TableStation silentStation(int number) {
+    TableStation station;
+    station.station = number;
+    station.exchanges = 12;
+    station.failed = 3;
+    station.resting = "no answer for 2 min, next try in 12 s";
+    station.cause = "check the wiring";
+    station.failures = "no reply 3";
+    station.lastBad = "3 s ago, read holding 100: no reply";
+    return station;
 }
 
 class TableText : public ::testing::Test {
@@ -84,15 +107,33 @@ TEST_F(TableText, IsAsLargeAsTheTerminalWhateverItShows) {
     model.values[3].name = "温度 of a boiler with a very long name, far too long for any column";
     model.values[4].quality = Quality::Old;
     for (int station = 1; station < 40; ++station) {
-        model.stations.push_back(
-            {"", station, 12, 3, {}, {}, "no answer", "check the wiring", "no reply 3"});
+        model.stations.push_back(silentStation(station));
     }
     for (const TableSize size : {TableSize{24, 80}, {60, 200}, {5, 20}, {1, 1}, {2, 300}}) {
-        const TablePage page = layoutTable(model, size, 0);
-        EXPECT_EQ(static_cast<int>(page.rows.size()), size.rows);
-        for (const TextRow &row : page.rows)
-            EXPECT_LE(columnsOf(textOf(row)), size.columns) << qPrintable(textOf(row));
+        for (const TableView view : {TableView::Values, TableView::Stations}) {
+            const TablePage page = layoutTable(model, size, 0, view);
+            EXPECT_EQ(static_cast<int>(page.rows.size()), size.rows);
+            for (const TextRow &row : page.rows)
+                EXPECT_LE(columnsOf(textOf(row)), size.columns) << qPrintable(textOf(row));
+        }
     }
+}
+
+TEST_F(TableText, HasARowForEachStationWhereRoomIsShortAndAPageOfThem) {
+    TableModel model = modelOf(36);
+    for (int station = 1; station <= 40; ++station)
+        model.stations.push_back(station <= 9 ? silentStation(station) : wellStation(station));
+    const QString text = textOf(layoutTable(model, {24, 80}, 0));
+    EXPECT_TRUE(text.contains("\n      6          12         3  no answer for 2 min, next"))
+        << qPrintable(text);
+    EXPECT_TRUE(text.contains("\n  ... and 34 more, 3 in trouble")) << qPrintable(text);
+    const TablePage last = layoutTable(model, {24, 80}, 99, TableView::Stations);
+    EXPECT_EQ(last.first + last.places, 40);
+    EXPECT_TRUE(textOf(last.rows[22]).startsWith("     40       12000         0      4 ms"));
+    EXPECT_TRUE(textOf(last).contains("stations 20 to 40 of 40;"));
+    model.stations.resize(9);
+    EXPECT_TRUE(textOf(layoutTable(model, {60, 80}, 0, TableView::Stations))
+                    .contains("\n    no reply 3; last bad 3 s ago, read holding 100: no reply "));
 }
 
 TEST_F(TableText, PagesWithinBoundsAndUsesTheWidth) {
@@ -111,30 +152,25 @@ TEST_F(TableText, PagesWithinBoundsAndUsesTheWidth) {
 TEST_F(TableText, SaysHowValuesLinesAndStationsAre) {
     TableModel model = modelOf(3);
     model.lines.push_back(
-        {"east", "/dev/ttyS1", "9600 none 2", 0, {}, "/dev/ttyS1: gone for 12 s", ""});
+        {"east", "/dev/ttyS1", "9600 none 2", 0, {}, 0, "/dev/ttyS1: gone for 12 s", ""});
     model.values[1].quality = Quality::Old;
     model.values[1].age = seconds(75);
     model.values[2] = {"", 1, "unread", "", Quality::Never, {}};
     const QString cause =
         "a cause of " + QString(30, 'x') + ' ' + QString(70, 'y') + " that ends here";
-    model.stations = {
-        {"", 2, 40, 31, {}, {}, "no answer for 2 min, next try in 12 s", cause, "no reply 31"},
-        {"", 1, 12000, 0, milliseconds(4), milliseconds(12), "", "", ""}};
+    model.stations = {silentStation(2), wellStation(1)};
+    model.stations[0].cause = cause;
     model.notes = QStringList{"log: /mnt/log.csv: No space left on device"};
     const QString text = textOf(layoutTable(model, {24, 80}, 0));
     for (const char *part :
-         {"/dev/ttyS0  19200 even 1  84 % in use, pass 120 ms", "east  /dev/ttyS1: gone", "? 1001 ",
-          " old ", "75 s", " never ", "\n    no answer for 2 min, next try", "\n    a cause of xxx",
-          "\n    ends here ", "log: /mnt/log.csv: No space",
-          " 12000         0      4 ms     12 ms "}) {
+         {"/dev/ttyS0  19200 even 1  84 % in use, pass 120 ms, late bytes 12",
+          "east  /dev/ttyS1: gone", "? 1001 ", " old ", "75 s", " never ",
+          "\n    no answer for 2 min, next try", "\n    a cause of xxx", "\n    ends here ",
+          "log: /mnt/log.csv: No space", "12000         0      4 ms      9 ms     12 ms  0 s "}) {
         EXPECT_TRUE(text.contains(part)) << part << '\n' << qPrintable(text);
     }
-    EXPECT_FALSE(text.contains("no reply 31"));
-    EXPECT_TRUE(textOf(layoutTable(model, {24, 200}, 0)).contains("  no reply 31  "));
-    for (int station = 3; station <= 9; ++station)
-        model.stations.push_back({"", station, 1, 0, {}, {}, "", "", ""});
-    EXPECT_TRUE(textOf(layoutTable(model, {24, 80}, 0)).contains("\n            9 "))
-        << "room is used";
+    EXPECT_TRUE(textOf(layoutTable(model, {24, 200}, 0))
+                    .contains("  3 s ago, read holding 100: no reply       no reply 3  "));
 }
 
 // A terminal at whose far end a person would sit.
@@ -219,6 +255,8 @@ TEST_F(Pty, PagesWithTheKeysAndIsGivenBackAsItWas) {
     winsize larger{40, 80, 0, 0};
     ASSERT_EQ(::ioctl(m_program, TIOCSWINSZ, &larger), 0);
     expectShown(nameOf(36).toLatin1());
+    press("s");
+    expectShown("longest");
     EXPECT_FALSE(isQuit);
     press("q");
     while (!isQuit)

@@ -1,5 +1,7 @@
 #include "panel/screen/table_model.h"
 
+#include "panel/line/span_text.h"
+
 #include <algorithm>
 #include <tuple>
 
@@ -20,6 +22,7 @@ TableLine lineOf(const PanelFile &panel, std::size_t line, const LineReport &rep
                       .arg(settings.stopBits);
     row.share = report.findings.health.recentShare;
     row.pass = report.status.lastPass;
+    row.lateBytes = report.findings.health.strayBytes;
     row.deviceGone = report.status.deviceGone;
     row.cause = lineCause(report.findings.strangers);
     return row;
@@ -37,17 +40,40 @@ TableValue valueOf(const PanelFile &panel, const ValueChange &value) {
     return row;
 }
 
-std::vector<TableStation> stationsOf(const PanelFile &panel, const LineReports &lines) {
+// The clock may be set back.
+std::chrono::seconds timeSince(Moment then, Moment now) {
+    return std::max(std::chrono::seconds(0), std::chrono::floor<std::chrono::seconds>(now - then));
+}
+
+TableStation stationOf(int number, const StationHealth &health, Moment now) {
+    TableStation row;
+    row.station = number;
+    row.exchanges = health.counts.exchanges;
+    row.failed = health.counts.failed();
+    row.failures = failuresText(health.counts);
+    row.median = health.replyTimes.median();
+    row.most = health.replyTimes.quantile(0.95);
+    row.longest = health.replyTimes.longest();
+    if (health.lastGood.isKnown())
+        row.lastGood = spanText(timeSince(health.lastGood.at, now));
+    if (const LastExchange &bad = health.lastBad; bad.isKnown()) {
+        row.lastBad =
+            QString("%1 ago, %2: %3").arg(spanText(timeSince(bad.at, now)), bad.what, bad.reason);
+    }
+    return row;
+}
+
+std::vector<TableStation> stationsOf(const PanelFile &panel, const LineReports &lines, Moment now) {
     std::vector<TableStation> rows;
     for (std::size_t line = 0; line < lines.size(); ++line) {
+        const auto &resting = lines[line].status.restingStations;
         for (const auto &[number, health] : lines[line].findings.health.stations) {
-            const auto &resting = lines[line].status.restingStations;
+            TableStation row = stationOf(number, health, now);
             const auto rest = resting.find(number);
-            rows.push_back(
-                {nameOf(panel, line), number, health.counts.exchanges, health.counts.failed(),
-                 health.replyTimes.median(), health.replyTimes.longest(),
-                 rest == resting.end() ? QString() : rest->second,
-                 causesAt(panel, lines, line, number).value(0), failuresText(health.counts)});
+            row.line = nameOf(panel, line);
+            row.resting = rest == resting.end() ? QString() : rest->second;
+            row.cause = causesAt(panel, lines, line, number).value(0);
+            rows.push_back(row);
         }
     }
     std::stable_partition(rows.begin(), rows.end(),
@@ -80,12 +106,10 @@ TableModel tableModel(const PanelFile &panel, const LineReports &lines,
         model.lines.push_back(lineOf(panel, line, lines[line]));
     for (const std::size_t i : orderOf(panel)) {
         TableValue row = valueOf(panel, values[i]);
-        if (row.quality != Quality::Never) {
-            const auto age = std::chrono::floor<std::chrono::seconds>(now - lastGood(i));
-            row.age = std::max(std::chrono::seconds(0), age); // the clock may be set back
-        }
+        if (row.quality != Quality::Never)
+            row.age = timeSince(lastGood(i), now);
         model.values.push_back(row);
     }
-    model.stations = stationsOf(panel, lines);
+    model.stations = stationsOf(panel, lines, now);
     return model;
 }

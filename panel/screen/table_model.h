@@ -20,6 +20,7 @@ struct TableLine {
     QString setting;                   // "19200 even 1"
     double share = 0;                  // of its time in use lately, 0 to 1
     std::chrono::microseconds pass{0}; // 0: none yet
+    quint64 lateBytes = 0;             // heard outside of the replies waited for
     QString deviceGone;                // empty while it is there
     QString cause;                     // what ails it as a whole
 };
@@ -39,10 +40,13 @@ struct TableStation {
     quint64 exchanges = 0;
     quint64 failed = 0;
     std::chrono::microseconds median{0}; // of its reply times; 0: none
+    std::chrono::microseconds most{0};   // of 95 in a hundred
     std::chrono::microseconds longest{0};
     QString resting;  // "no answer for 2 min, next try in 12 s"
-    QString cause;    // the likeliest
+    QString cause;    // the likeliest of its own
     QString failures; // by kind
+    QString lastGood; // how long ago: "3 s"; empty: never
+    QString lastBad;  // the same, and what: "3 s ago, read holding 100: no reply"
     bool isWell() const { return resting.isEmpty() && cause.isEmpty(); }
 };
 

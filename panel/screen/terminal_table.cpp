@@ -302,7 +302,7 @@ void TerminalTable::draw() {
     const TableSize size = sizeOf(m_output);
     if (size.rows != ::getmaxy(::stdscr) || size.columns != ::getmaxx(::stdscr))
         ::resizeterm(size.rows, size.columns);
-    const TablePage page = layoutTable(m_calls.snapshot(), size, m_wanted);
+    const TablePage page = layoutTable(m_calls.snapshot(), size, m_wanted, m_view);
     m_first = page.first;
     m_places = page.places;
     m_terminal->show(page.rows);
@@ -358,6 +358,10 @@ void TerminalTable::handleKey(int key) {
     for (const auto &move : moves) {
         if (move.key == key)
             m_first = m_wanted = std::clamp(m_first + move.step, 0, LastValue);
+    }
+    if (key == 's' || key == 'S') {
+        m_view = m_view == TableView::Values ? TableView::Stations : TableView::Values;
+        m_first = m_wanted = 0;
     }
     if (key == 'q' || key == 'Q')
         m_calls.quit();

@@ -49,9 +49,10 @@ private:
     const int m_input;
     const int m_output;
     bool m_hasKeys = false;
-    int m_wanted = 0; // value to stand first; beyond the end it stays the last page
+    TableView m_view = TableView::Values;
+    int m_wanted = 0; // value or station to stand first; beyond the end it stays the last page
     int m_first = 0;  // the one that does
-    int m_places = 1; // values that a page holds
+    int m_places = 1; // values or stations that a page holds
     std::atomic<bool> m_isEnding{false};
     std::atomic<bool> m_hasEnded{false}; // the terminal is given back
     std::unique_ptr<Terminal> m_terminal;
