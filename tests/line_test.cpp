@@ -69,7 +69,7 @@ protected:
         exchange.registers = 1;
         exchange.request = QByteArray::fromHex("010300000001840a");
         if (outcome == Outcome::BadCrc)
-            exchange.reply = QByteArray::fromHex("01030204d20000");
+            exchange.reply = QByteArray::fromHex("81030204d20000"); // one bit of the station
         m_owed.observe(exchange, Start + sent);
     }
     Clock::duration clearFrom(int station = 1, int function = 3) const {

@@ -1,24 +1,33 @@
 #include "panel/line/owed_answers.h"
 
+#include "modbus/frame_bytes.h"
 #include "panel/line/read_frames.h"
 
 #include <algorithm>
+#include <bitset>
 
 namespace {
 
 constexpr int AcknowledgementBytes = 8;
-constexpr int HeadBytes = 2; // station and function
 
 bool isAnswer(Outcome outcome) {
     return outcome == Outcome::Good || outcome == Outcome::Refused;
 }
 
-// The whole answer with a wrong bit or some.
+// In station and function.
+std::size_t wrongBits(const QByteArray &reply, const QByteArray &request) {
+    const auto differing = [&](int index) {
+        return std::bitset<8>(static_cast<unsigned>(byteAt(reply, index) ^ byteAt(request, index)));
+    };
+    return differing(0).count() + differing(1).count();
+}
+
+// The whole answer with wrong bits; noise of its length hardly begins like it.
 bool isDamagedAnswer(const Exchange &exchange) {
     const bool isRead = exchange.function == ReadHolding || exchange.function == ReadInput;
     const int length = isRead ? readReplyBytes(exchange.registers) : AcknowledgementBytes;
     return exchange.outcome == Outcome::BadCrc && exchange.reply.size() == length &&
-           exchange.reply.startsWith(exchange.request.left(HeadBytes));
+           wrongBits(exchange.reply, exchange.request) <= 1;
 }
 
 } // namespace
