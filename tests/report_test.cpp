@@ -1,4 +1,5 @@
 // What a run tells of its lines: the report file, the summary, plain lines of values.
+#include "panel/health/line_news.h"
 #include "panel/health/report.h"
 #include "panel/health/report_file.h"
 #include "panel/health/summary_text.h"
@@ -59,6 +60,34 @@ LineReports reports() {
     lines[0].status.refusedVariables = {1};
     lines[1].status.deviceGone = "e: gone for 12 s";
     return lines;
+}
+
+TEST(LineNews, TellsEachChangeOnce) {
+    const auto now = LineNews::Clock::time_point(std::chrono::hours(24));
+    const PanelFile panel = panelFile();
+    LineNews news(panel);
+    EXPECT_EQ(news.take(LineReports(2), now), QStringList());
+    EXPECT_EQ(news.take(reports(), now),
+              (QStringList{"line west: station 2: no answer, it is tried now and then",
+                           "line west: beyond: refused by its station", "line east: e is gone"}));
+    EXPECT_EQ(news.take(reports(), now), QStringList());
+    EXPECT_EQ(news.take(LineReports(2), now),
+              (QStringList{"line west: station 2 answers again",
+                           "line west: beyond: not refused any more", "line east: e is back"}));
+}
+
+TEST(LineNews, FillsNoDiskThoughALineNeverRests) {
+    const auto start = LineNews::Clock::time_point(std::chrono::hours(24));
+    const PanelFile panel = panelFile();
+    LineNews news(panel);
+    int told = 0;
+    for (int second = 0; second < 3500; ++second) {
+        told += news.take(second % 2 == 0 ? reports() : LineReports(2),
+                          start + std::chrono::seconds(second))
+                    .size();
+    }
+    EXPECT_EQ(told, LineNews::MostAnHour + 1) << "and that there is more";
+    EXPECT_EQ(news.take(reports(), start + std::chrono::hours(2)).size(), 3) << "the next hour";
 }
 
 TEST(Report, HasEveryLineAndStation) {

@@ -43,7 +43,7 @@ QStringList capturePaths(const PanelFile &panel, const std::string &capture) {
 
 Outputs::Outputs(const PanelFile &panel, Runtime &runtime, const OutputOptions &options)
     : m_panel(panel), m_runtime(runtime), m_options(options),
-      m_runLog([](const QString &line) { complain(line, AllHeld); }) {
+      m_runLog([](const QString &line) { complain(line, AllHeld); }), m_news(panel) {
     if (panel.broker)
         m_broker.emplace(panel, brokerLinks());
 }
@@ -79,12 +79,15 @@ void Outputs::openScreen() {
 }
 
 TableModel Outputs::snapshot() const {
+    const LineReports lines = m_runtime.lineReports();
     TableModel model = tableModel(
-        m_panel, m_runtime.lineReports(), m_runtime.feed().snapshot(),
+        m_panel, lines, m_runtime.feed().snapshot(),
         [this](std::size_t variable) { return m_runtime.freshness().lastGood(variable); },
         std::chrono::system_clock::now());
+    for (const LineReport &line : lines)
+        model.notes += line.status.remarks;
     const std::lock_guard lock(m_notesMutex);
-    model.notes = m_notes;
+    model.notes += m_notes;
     return model;
 }
 
@@ -120,6 +123,8 @@ QStringList Outputs::failures() const {
         add("capture", capture.error());
     if (m_broker)
         add("broker", m_broker->status()["error"].toString());
+    if (m_values && m_values->failed() && !isReaderGone())
+        lines += m_values->error();
     return lines;
 }
 
@@ -148,6 +153,14 @@ void Outputs::tellFailures() {
         m_told += line;
         complain(line, NotAllHeld);
     }
+}
+
+void Outputs::tellNews() {
+    const QStringList news = m_news.take(m_runtime.lineReports(), std::chrono::steady_clock::now());
+    if (m_table)
+        return;
+    for (const QString &line : news)
+        m_runLog.add(line);
 }
 
 void Outputs::closeTable() {

@@ -9,6 +9,7 @@
 #include "panel/feed/history.h"
 #include "panel/feed/value_log.h"
 #include "panel/health/capture.h"
+#include "panel/health/line_news.h"
 #include "panel/health/report_file.h"
 #include "panel/health/trace.h"
 #include "panel/screen/plain_lines.h"
@@ -48,6 +49,8 @@ public:
     // Says what could not be written since the last call, each once: on standard error, or in a row
     // of the table where one stands.
     void tellFailures();
+    // Says what has changed on the lines, where no table shows it.
+    void tellNews();
     // Gives the terminal back. Before anybody else writes there.
     void closeTable();
     // Whoever read standard output, the values or the trace, has gone: nobody is left to run for.
@@ -79,7 +82,8 @@ private:
     const PanelFile &m_panel;
     Runtime &m_runtime;
     OutputOptions m_options;
-    RunLog m_runLog; // writes, and the broker's notes
+    RunLog m_runLog; // writes, the broker's notes, and news of the lines
+    LineNews m_news;
     std::optional<TerminalTable> m_table;
     std::optional<PlainLines> m_values; // where there is no table
     std::optional<Trace> m_trace;

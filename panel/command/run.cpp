@@ -19,6 +19,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int MaxLimit = 1'000'000'000;
 constexpr auto LookAround = std::chrono::milliseconds(50);
+constexpr auto NewsInterval = std::chrono::milliseconds(500);
 
 struct RunOptions {
     std::string file;
@@ -102,8 +103,12 @@ void waitForEnd(const RunOptions &options, Runtime *runtime, Outputs *outputs,
         return Clock::now() >= end || outputs->isReaderGone() ||
                (options.scans > 0 && runtime->hasScanned(static_cast<quint64>(options.scans)));
     };
-    while (!stopRequested && !isOver()) {
+    for (auto newsDue = Clock::now(); !stopRequested && !isOver();) {
         outputs->tellFailures();
+        if (Clock::now() >= newsDue) {
+            outputs->tellNews();
+            newsDue += NewsInterval;
+        }
         std::this_thread::sleep_for(LookAround);
     }
 }
