@@ -15,7 +15,7 @@ constexpr int MostBits = 16;
 constexpr int MostBytes = 64;
 constexpr int ChecksumBytes = 2;
 
-QString limited(QStringList values, int most) {
+QString limited(const QStringList &values, int most) {
     const bool isMore = values.size() > most;
     return QStringList(values.mid(0, most)).join(' ') + (isMore ? " ..." : "");
 }
