@@ -2,13 +2,11 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QtEndian>
 
 namespace {
 
 // What the file says of itself.
-constexpr quint32 Application = 0x5053504C; // "PSPL"
-constexpr quint32 Version = 1;
+constexpr DatabaseMark Mark{"spool", 0x5053504C, 1}; // "PSPL"
 
 constexpr qint64 PageBytes = 4096;
 constexpr qint64 PagesOfMegabyte = 1024 * 1024 / PageBytes;
@@ -19,13 +17,6 @@ constexpr qint64 MostUncommittedBytes = 128 * 1024;
 // A part of this size makes room at a time: one row would do, but slowly.
 constexpr qint64 RoomShare = 16;
 
-// In a transaction before all else: whatever ends the panel, a file that holds anything says what
-// it is.
-constexpr char Mark[] = R"(
-    BEGIN IMMEDIATE;
-    PRAGMA application_id = %1;
-    PRAGMA user_version = %2;
-    COMMIT;)";
 constexpr char Layout[] = R"(
     PRAGMA locking_mode = EXCLUSIVE;
     PRAGMA journal_mode = WAL;
@@ -36,27 +27,6 @@ constexpr char Layout[] = R"(
         id INTEGER PRIMARY KEY AUTOINCREMENT, topic TEXT NOT NULL, payload TEXT NOT NULL);
     CREATE TABLE IF NOT EXISTS dropped(rows INTEGER NOT NULL);
     INSERT INTO dropped SELECT 0 WHERE NOT EXISTS (SELECT * FROM dropped);)";
-
-// Why an existing file is not ours to write to; empty when it is. Reads the bytes themselves:
-// SQLite would leave files of its own beside a foreign one.
-QString refusal(const QString &path) {
-    constexpr int VersionAt = 60;
-    constexpr int ApplicationAt = 68;
-    constexpr int HeaderBytes = 100;
-    QFile file(path);
-    if (!file.exists() || file.size() == 0)
-        return {};
-    if (!file.open(QIODevice::ReadOnly))
-        return file.errorString();
-    const QByteArray header = file.read(HeaderBytes);
-    if (header.size() < HeaderBytes || !header.startsWith("SQLite format 3") ||
-        qFromBigEndian<quint32>(header.constData() + ApplicationAt) != Application)
-        return "not a spool, left as it is";
-    const auto version = qFromBigEndian<quint32>(header.constData() + VersionAt);
-    if (version != Version)
-        return QString("a spool of version %1, this panel keeps %2").arg(version).arg(Version);
-    return {};
-}
 
 QString freeName(const QString &path) {
     QString name = path + ".broken";
@@ -96,7 +66,7 @@ Spool::~Spool() {
 QString Spool::open(const QString &path, int megabytes) {
     m_path = path;
     m_mostPages = megabytes * PagesOfMegabyte - ReservedPages;
-    const QString reason = refusal(path);
+    const QString reason = refuseForeign(path, Mark);
     if (!reason.isEmpty())
         return path + ": " + reason;
     prepare();
@@ -135,7 +105,7 @@ bool Spool::prepare() {
     const bool isNew = QFileInfo(m_path).size() == 0;
     if (!m_database.open(m_path, Database::Access::ReadWrite))
         return false;
-    if (isNew && !m_database.run(QString(Mark).arg(Application).arg(Version).toLatin1()))
+    if (isNew && !m_database.mark(Mark))
         return false;
     if (!m_database.run(Layout))
         return false;

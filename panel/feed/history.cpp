@@ -31,6 +31,7 @@ struct History::Work {
     bool takeAll(std::vector<ValueChange> *changes);
     // Writes what is pending, unless there is nothing to say.
     void write();
+    void note(bool isWritten, bool isBroken, const QString &failure);
 
     QString path;
     std::unique_ptr<QLockFile> lock; // no second panel writes the same file
@@ -47,6 +48,8 @@ struct History::Work {
     bool isEnding = false;
     quint64 lost = 0;
     QString error;
+    QString lastFailure;    // also when the disk takes something again
+    bool isDamaged = false; // nothing more is written
 
     std::thread thread;
 };
@@ -62,18 +65,28 @@ void History::Work::write() {
     const qint64 now = nowMs();
     if (pending.empty() && now - aliveAt < HistoryStore::AliveMs)
         return;
-    const bool isWritten = store.write(pending, now);
-    const bool isBroken = store.isBroken();
-    const QString failure = store.takeError();
-    const std::lock_guard guard(mutex);
-    error = failure;
+    const bool isWritten = !isDamaged && store.write(pending, now);
     if (isWritten)
         aliveAt = now;
-    if (isBroken)
-        lost += pending.size();
-    if (isWritten || isBroken)
+    const bool isBroken = store.isBroken();
+    note(isWritten, isBroken, store.takeError());
+    if (isWritten || isDamaged)
         pending.clear();
-    waiting = pending.size();
+}
+
+void History::Work::note(bool isWritten, bool isBroken, const QString &failure) {
+    const std::lock_guard guard(mutex);
+    if (isBroken) {
+        isDamaged = true;
+        error = path + ": damaged, nothing more is written: " + failure;
+    }
+    if (!isDamaged)
+        error = failure;
+    if (!error.isEmpty())
+        lastFailure = error;
+    if (isDamaged && !isWritten)
+        lost += pending.size();
+    waiting = isWritten || isDamaged ? 0 : pending.size();
 }
 
 void History::Work::run() {
@@ -106,6 +119,8 @@ void History::close() {
     m_work->thread.join();
     const std::lock_guard guard(m_work->mutex);
     m_work->lost += std::exchange(m_work->waiting, 0);
+    if (m_work->error.isEmpty() && m_work->lost > 0)
+        m_work->error = m_work->lastFailure;
 }
 
 QString History::open(const QString &path, const PanelFile &panel) {
@@ -128,7 +143,7 @@ QString History::open(const QString &path, const PanelFile &panel) {
 
 void History::observe(const ValueChange &change) {
     const std::lock_guard guard(m_work->mutex);
-    if (m_work->queue.size() + m_work->waiting < Capacity) {
+    if (!m_work->isDamaged && m_work->queue.size() + m_work->waiting < Capacity) {
         m_work->queue.push_back(change);
     } else {
         ++m_work->lost;

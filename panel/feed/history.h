@@ -33,7 +33,8 @@ public:
     // Any thread; waits for the disk. What was observed in the last second may be missing.
     Trend trend(const TrendRequest &request) const;
 
-    // Changes that could not be kept, and why the disk takes nothing now; any thread.
+    // Changes that could not be kept, and why the disk takes nothing now: a file that is found
+    // damaged gets nothing more. Once closed, why changes were lost. Any thread.
     quint64 lost() const;
     QString error() const;
 

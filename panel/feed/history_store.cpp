@@ -63,32 +63,16 @@ void bindValue(Statement *statement, int parameter, const HistoryRow &row) {
 
 // Why an existing file is not written to; empty when it may be. Looks without changing anything.
 QString refusal(const QString &path) {
-    const QFileInfo file(path);
-    if (!file.exists() || file.size() == 0)
-        return {};
+    const QString reason = refuseForeign(path, HistoryMark);
+    const qint64 size = QFileInfo(path).size();
+    if (!reason.isEmpty() || size == 0)
+        return reason;
     Database db;
     db.open(path, Database::Access::ReadOnly);
-    const qint64 application = db.number("PRAGMA application_id");
-    const qint64 version = db.number("PRAGMA user_version");
-    const qint64 tables = db.number("SELECT count(*) FROM sqlite_master");
-    if (db.isBroken())
-        return "damaged or not a history, left as it is: " + db.takeError();
-    if (db.hasFailed())
-        return db.takeError();
-    if (application == 0 && version == 0 && tables == 0)
-        return {}; // killed before the tables were there
-    if (application != HistoryApplication)
-        return "not a history, left as it is";
-    if (version != HistoryVersion) {
-        return QString("a history of version %1, this panel keeps %2")
-            .arg(version)
-            .arg(HistoryVersion);
-    }
-    const auto tablesToCheck =
-        file.size() <= CheckedBytes
-            ? QStringList{"PRAGMA quick_check(1)"}
-            : QStringList{"PRAGMA quick_check('variable')", "PRAGMA quick_check('block')",
-                          "PRAGMA quick_check('recent')"};
+    const auto tablesToCheck = size <= CheckedBytes ? QStringList{"PRAGMA quick_check(1)"}
+                                                    : QStringList{"PRAGMA quick_check('variable')",
+                                                                  "PRAGMA quick_check('block')",
+                                                                  "PRAGMA quick_check('recent')"};
     for (const QString &check : tablesToCheck) {
         const QString found = db.text(check.toLatin1().constData());
         if (found != "ok")
@@ -114,22 +98,20 @@ QString HistoryStore::open(const QString &path, const HistoryLimits &limits, qin
 }
 
 bool HistoryStore::create() {
+    if (QFileInfo(m_path).size() == 0)
+        m_db.mark(HistoryMark, "PRAGMA auto_vacuum = INCREMENTAL");
     // The log beside the file is counted in: a sixteenth of what the file may have, 4 MB at most.
     const qint64 logPages = std::min(1000LL, m_limits.megabytes * Megabyte / PageBytes / 16);
-    m_db.run("PRAGMA auto_vacuum = INCREMENTAL; PRAGMA journal_mode = WAL;"
-             "PRAGMA synchronous = FULL; PRAGMA temp_store = MEMORY; PRAGMA cache_size = -8000;");
+    m_db.run("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA temp_store = MEMORY;"
+             "PRAGMA cache_size = -8000;");
     m_db.run(QString("PRAGMA wal_autocheckpoint = %1; PRAGMA journal_size_limit = %2")
                  .arg(logPages)
                  .arg(logPages * PageBytes)
                  .toLatin1());
-    if (m_db.number("PRAGMA application_id") == HistoryApplication)
+    if (m_db.number("SELECT count(*) FROM sqlite_master") > 0)
         return !m_db.hasFailed();
     m_db.run("BEGIN IMMEDIATE");
     m_db.run(Schema);
-    m_db.run(QString("PRAGMA application_id = %1; PRAGMA user_version = %2")
-                 .arg(HistoryApplication)
-                 .arg(HistoryVersion)
-                 .toLatin1());
     return !m_db.hasFailed() && m_db.run("COMMIT");
 }
 

@@ -11,9 +11,8 @@
 #include <optional>
 #include <vector>
 
-// What the file says of itself; docs/history.md describes the tables.
-constexpr qint64 HistoryApplication = 0x50484953; // "PHIS"
-constexpr qint64 HistoryVersion = 1;
+// docs/history.md describes the tables.
+constexpr DatabaseMark HistoryMark{"history", 0x50484953, 1}; // "PHIS"
 
 // One value became another, or its quality did. Times are milliseconds since 1970, UTC.
 struct HistoryRow {

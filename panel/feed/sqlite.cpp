@@ -1,5 +1,8 @@
 #include "panel/feed/sqlite.h"
 
+#include <QFile>
+#include <QtEndian>
+
 #include <sqlite3.h>
 
 #include <utility>
@@ -10,7 +13,32 @@ namespace {
 constexpr int BusyMs = 2000;
 constexpr int PrimaryCode = 0xFF; // the rest of a result code says more of the same
 
+// Of the file's header.
+constexpr int VersionAt = 60;
+constexpr int ApplicationAt = 68;
+constexpr int HeaderBytes = 100;
+
 } // namespace
+
+QString refuseForeign(const QString &path, const DatabaseMark &mark) {
+    QFile file(path);
+    if (!file.exists() || file.size() == 0)
+        return {};
+    if (!file.open(QIODevice::ReadOnly))
+        return file.errorString();
+    const QByteArray header = file.read(HeaderBytes);
+    if (header.size() < HeaderBytes || !header.startsWith("SQLite format 3"))
+        return QString("damaged or not a %1, left as it is").arg(mark.kind);
+    if (qFromBigEndian<quint32>(header.constData() + ApplicationAt) != mark.application)
+        return QString("not a %1, left as it is").arg(mark.kind);
+    const auto version = qFromBigEndian<quint32>(header.constData() + VersionAt);
+    if (version == mark.version)
+        return {};
+    return QString("a %1 of version %2, this panel keeps %3")
+        .arg(mark.kind)
+        .arg(version)
+        .arg(mark.version);
+}
 
 Database::Database() = default;
 
@@ -33,6 +61,14 @@ bool Database::open(const QString &path, Access access) {
 void Database::close() {
     sqlite3_close_v2(m_handle);
     m_handle = nullptr;
+}
+
+bool Database::mark(const DatabaseMark &mark, const char *before) {
+    return run(QString("BEGIN; %1; PRAGMA application_id = %2; PRAGMA user_version = %3; COMMIT;")
+                   .arg(before)
+                   .arg(mark.application)
+                   .arg(mark.version)
+                   .toLatin1());
 }
 
 bool Database::run(const char *sql) {

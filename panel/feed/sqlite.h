@@ -6,6 +6,18 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
+// What a file of ours says of itself.
+struct DatabaseMark {
+    const char *kind; // "history"
+    quint32 application;
+    quint32 version;
+};
+
+// Why an existing file is not to be opened: "not a history, left as it is"; empty when it bears the
+// mark, or is missing or empty. Reads the bytes themselves: SQLite would leave files of its own
+// beside a foreign one.
+QString refuseForeign(const QString &path, const DatabaseMark &mark);
+
 // One connection, for one thread at a time. After a failure its calls still do nothing worse than
 // fail; error() keeps the first one until takeError().
 class Database {
@@ -20,6 +32,9 @@ public:
     // False when it fails, as for all below.
     bool open(const QString &path, Access access);
     void close();
+    // For a file that is new, in a transaction before all else: whatever ends the panel, a file
+    // that holds anything says what it is. `before` is a statement that has to come first.
+    bool mark(const DatabaseMark &mark, const char *before = "");
     // One or more statements without parameters.
     bool run(const char *sql);
     // The first column of the first row, 0 when there is none.
