@@ -6,13 +6,13 @@
 
 namespace {
 
-constexpr int MostBytes = 64 * 1024;   // of a write
-constexpr int MostRefusalsLogged = 10; // a second
+constexpr int MostBytes = 64 * 1024; // of a write
 
 } // namespace
 
 RemoteWrites::RemoteWrites(const PanelFile &panel, Write write, Tell tell, Log log)
     : m_panel(panel), m_write(std::move(write)), m_tell(std::move(tell)), m_log(std::move(log)),
+      m_refusals(m_log, "refused writes from the broker"),
       m_prefix(panel.broker->prefix.toUtf8() + "/set/") {
     for (std::size_t variable = 0; variable < panel.variables.size(); ++variable)
         m_variables.insert(variableTopic(panel, variable), variable);
@@ -29,8 +29,8 @@ void RemoteWrites::take(const MqttMessage &message) {
     order.origin = "broker";
     const QString refusal = check(message, name, &order);
     if (!refusal.isEmpty()) {
-        if (m_log && order.variable < m_panel.variables.size())
-            logRefusal(writeText(m_panel, order, {refusal, true, {}, {}}));
+        if (order.variable < m_panel.variables.size())
+            m_refusals.add(writeText(m_panel, order, {refusal, true, {}, {}}));
         m_tell(name, refusalPayload(refusal, std::chrono::system_clock::now()));
         return;
     }
@@ -41,24 +41,6 @@ void RemoteWrites::take(const MqttMessage &message) {
                 tell(name, resultPayload(panel.variables.at(order.variable), result,
                                          std::chrono::system_clock::now()));
             });
-}
-
-void RemoteWrites::logRefusal(const QString &line) {
-    const auto now = std::chrono::steady_clock::now();
-    if (now - m_secondBegan >= std::chrono::seconds(1)) {
-        m_secondBegan = now;
-        m_refusalsLogged = 0;
-    }
-    if (m_refusalsLogged == MostRefusalsLogged) {
-        ++m_refusalsLeftOut;
-        return;
-    }
-    if (m_refusalsLeftOut > 0) {
-        m_log(QString("%1 refused writes from the broker left out of this log")
-                  .arg(std::exchange(m_refusalsLeftOut, 0)));
-    }
-    ++m_refusalsLogged;
-    m_log(line);
 }
 
 QString RemoteWrites::check(const MqttMessage &message, const QByteArray &name,

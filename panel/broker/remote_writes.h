@@ -2,13 +2,13 @@
 #pragma once
 
 #include "panel/broker/mqtt_link.h"
+#include "panel/feed/bounded_log.h"
 #include "panel/file/panel_file.h"
 #include "panel/line/writer.h"
 
 #include <QByteArray>
 #include <QHash>
 
-#include <chrono>
 #include <cstddef>
 #include <functional>
 
@@ -30,8 +30,6 @@ public:
     void take(const MqttMessage &message);
 
 private:
-    // So many refusals a second; the others are counted: no client may fill the log's disk.
-    void logRefusal(const QString &line);
     // Why it is refused; empty when `order` can be given to the writer. Its variable is set where
     // there is one of that name.
     QString check(const MqttMessage &message, const QByteArray &name, WriteOrder *order) const;
@@ -40,9 +38,7 @@ private:
     Write m_write;
     Tell m_tell;
     Log m_log;
+    BoundedLog m_refusals;
     QByteArray m_prefix; // of the topics, up to the names
     QHash<QByteArray, std::size_t> m_variables;
-    std::chrono::steady_clock::time_point m_secondBegan;
-    int m_refusalsLogged = 0;      // in that second
-    quint64 m_refusalsLeftOut = 0; // since the last one logged
 };
