@@ -387,13 +387,15 @@ TEST_F(BrokerTest, IsNotServedWhenItDoesNotKnowUsOrWeDoNotKnowIt) {
 }
 
 TEST_F(BrokerTest, IsTrustedOnlyWithACertificateOfTheRightAuthority) {
-    for (const char *name : {"ours", "theirs"}) {
+    const std::pair<const char *, const char *> certificates[] = {
+        {"ours", "127.0.0.1"}, {"theirs", "127.0.0.1"}, {"elsewhere", "127.0.0.2"}};
+    for (const auto &[name, address] : certificates) {
         const QString path = directory.filePath(name);
         ASSERT_EQ(QProcess::execute("openssl",
                                     {"req", "-x509", "-newkey", "ec", "-pkeyopt",
                                      "ec_paramgen_curve:P-256", "-nodes", "-keyout", path + ".key",
-                                     "-out", path + ".crt", "-subj", "/CN=127.0.0.1", "-addext",
-                                     "subjectAltName=IP:127.0.0.1"}),
+                                     "-out", path + ".crt", "-subj", QString("/CN=%1").arg(address),
+                                     "-addext", QString("subjectAltName=IP:%1").arg(address)}),
                   0);
     }
     const QByteArray path = directory.path().toUtf8();
@@ -404,6 +406,44 @@ TEST_F(BrokerTest, IsTrustedOnlyWithACertificateOfTheRightAuthority) {
     endPanel();
     startPanel({"--stay"}, R"(, "caFile": "ours.crt")");
     waitFor("the connection", [this] { return panelSaid().contains(": connected"); });
+    endPanel();
+
+    kill(&broker);
+    startBroker("allow_anonymous true\ncertfile " + path + "/ours.crt\nkeyfile " + path +
+                "/ours.key\nrequire_certificate true\ncafile " + path + "/theirs.crt\n");
+    startPanel({"--stay"}, R"(, "caFile": "ours.crt")");
+    waitFor("the refusal", [this] { return !panelSaid().isEmpty(); });
+    endPanel();
+    EXPECT_FALSE(panelSaid().contains(": connected")) << qPrintable(panelSaid());
+    startPanel({"--stay"},
+               R"(, "caFile": "ours.crt", "certFile": "theirs.crt", "keyFile": "theirs.key")");
+    waitFor("the connection", [this] { return panelSaid().contains(": connected"); });
+    endPanel();
+
+    kill(&broker);
+    startBroker("allow_anonymous true\ncertfile " + path + "/elsewhere.crt\nkeyfile " + path +
+                "/elsewhere.key\n");
+    startPanel({"--stay"}, R"(, "caFile": "elsewhere.crt")");
+    waitFor("the refusal", [this] { return !panelSaid().isEmpty(); });
+    endPanel();
+    EXPECT_FALSE(panelSaid().contains(": connected")) << qPrintable(panelSaid());
+}
+
+TEST_F(BrokerTest, IsNotFoughtOverByTwoPanelsWithOnePrefix) {
+    startBroker();
+    startPanel({"--stay"});
+    waitFor("the connection", [this] { return panelSaid().contains(": connected"); });
+    QFile copied(panelFile(""));
+    ASSERT_TRUE(copied.open(QIODevice::ReadOnly));
+    const QByteArray own = copied.readAll().replace("\"spool\"", "\"its spool\"");
+    QProcess other;
+    other.start(PRETENDED_PANEL, {write("copy.json", own), "--stay"});
+    waitFor("the hint", [this] {
+        return panelSaid().contains("does another panel use the prefix \"plant\"?");
+    });
+    EXPECT_EQ(panelSaid().count("does another panel"), 1);
+    other.terminate();
+    ASSERT_TRUE(other.waitForFinished(PatienceMs));
     endPanel();
 }
 

@@ -25,6 +25,11 @@ constexpr int KeepAliveSeconds = 15;
 constexpr int WaitMs = 500;
 constexpr milliseconds FirstPause(500);
 constexpr milliseconds LongestPause(5000);
+// Two panels with one prefix, as of a copied panel file, throw each other out. After some sessions
+// as short as that in a row, each lets the other be for a while.
+constexpr std::chrono::seconds ShortSession(40);
+constexpr int SuspiciousSessions = 3;
+constexpr milliseconds PauseOfTheThrownOut(20'000);
 constexpr milliseconds GoodbyeTime(1000);
 constexpr std::chrono::seconds PatienceWithResolver(3);
 constexpr int AtLeastOnce = 1;
@@ -79,6 +84,8 @@ private:
     void setCallbacks(mosquitto *client);
 
     void run();
+    bool isThrownOutAgain();
+    QString suspicion() const;
     QString keepSession();
     QString keepConnected(mosquitto *client);
     void pause(milliseconds time);
@@ -92,8 +99,10 @@ private:
 
     // The thread's own.
     bool m_wasAccepted = false;
-    QString m_refusal;   // of the broker
-    QString m_lastError; // the client library's own words
+    std::chrono::steady_clock::time_point m_acceptedAt;
+    int m_shortSessions = 0; // in a row
+    QString m_refusal;       // of the broker
+    QString m_lastError;     // the client library's own words
 
     std::thread m_thread;
     std::mutex m_mutex; // guards all below
@@ -195,6 +204,7 @@ void MqttLink::Thread::setCallbacks(mosquitto *client) {
     mosquitto_connect_callback_set(client, [](mosquitto *, void *object, int code) {
         auto *self = static_cast<Thread *>(object);
         self->m_wasAccepted = code == 0;
+        self->m_acceptedAt = std::chrono::steady_clock::now();
         if (code == 0) {
             self->m_events.connected(self->m_session);
         } else {
@@ -225,15 +235,31 @@ void MqttLink::Thread::run() {
     milliseconds time = FirstPause;
     while (!isStopping()) {
         const QString reason = keepSession();
-        m_events.lost(m_session, reason);
+        const bool isSuspicious = isThrownOutAgain();
+        m_events.lost(m_session, isSuspicious ? reason + suspicion() : reason);
         if (m_wasAccepted)
             time = FirstPause;
-        pause(spread(time));
+        pause(spread(isSuspicious ? PauseOfTheThrownOut : time));
         time = std::min(2 * time, LongestPause);
     }
     const std::lock_guard lock(m_mutex);
     m_hasEnded = true;
     m_changed.notify_all();
+}
+
+bool MqttLink::Thread::isThrownOutAgain() {
+    if (!m_wasAccepted)
+        return false;
+    const bool isShort = std::chrono::steady_clock::now() - m_acceptedAt < ShortSession;
+    m_shortSessions = isShort ? m_shortSessions + 1 : 0;
+    return m_shortSessions >= SuspiciousSessions;
+}
+
+QString MqttLink::Thread::suspicion() const {
+    return QString(", %1 times in a row soon after connecting: does another panel use the prefix "
+                   "\"%2\"?")
+        .arg(m_shortSessions)
+        .arg(m_settings.prefix);
 }
 
 // A client of its own for each session: what was not acknowledged in one is not the library's to
