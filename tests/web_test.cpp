@@ -13,6 +13,7 @@
 
 #include <future>
 #include <memory>
+#include <thread>
 
 namespace {
 
@@ -51,6 +52,9 @@ protected:
     void startWith(const QByteArray &token) {
         WebOptions options;
         options.token = token;
+        start(options);
+    }
+    void start(const WebOptions &options) {
         WebSources sources;
         sources.panel = &m_panel;
         sources.history = m_history;
@@ -67,7 +71,7 @@ protected:
         };
         m_web = std::make_unique<Web>(options, sources);
         ASSERT_EQ(m_web->start(), "");
-        m_port = m_web->address().section(':', 2).remove('/').toInt();
+        m_port = m_web->address().section(':', -1).section('/', 0, 0).toInt();
     }
 
     QByteArray host() const { return "127.0.0.1:" + QByteArray::number(m_port); }
@@ -261,6 +265,8 @@ TEST_F(WebTest, RefusesThoseWhoMayNot) {
     EXPECT_TRUE(ask("GET /api/write").head.contains("Allow: POST"));
     const QByteArray head = ask("GET /").head;
     EXPECT_TRUE(head.contains("default-src 'none'") && !head.contains("unsafe")) << head.data();
+    EXPECT_EQ(m_log.filter("page 127.0.0.1: /api/write refused: wrong token").size(), 3);
+    EXPECT_EQ(m_log.filter("refused: no token").size(), 1) << qPrintable(m_log.join('\n'));
 }
 
 TEST_F(WebTest, WithoutATokenNobodyWrites) {
@@ -304,6 +310,46 @@ TEST_F(WebTest, BeyondItsConnectionsNobodyIsLetIn) {
     }
     EXPECT_EQ(taken, 56);
     EXPECT_EQ(ask("GET /api/values").status, 200) << "room is left for questions";
+}
+
+TEST_F(WebTest, WhoComesWhileAllConnectionsAreIdleIsSentAwayAtOnce) {
+    startWith({});
+    std::vector<std::unique_ptr<HttpClient>> idle;
+    for (int i = 0; i < 80; ++i) {
+        idle.push_back(std::make_unique<HttpClient>(m_port));
+        idle.back()->send("GET /api/val");
+    }
+    for (std::size_t i = 64; i < 80; ++i)
+        EXPECT_EQ(idle[i]->readAll(), "") << i; // would wait as long as the others may
+    EXPECT_EQ(ask("GET /api/values").status, 0);
+    idle.resize(10);
+    while (ask("GET /api/values").status == 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
+TEST_F(WebTest, WhoNeverEndsARequestIsCutOff) {
+    WebOptions options;
+    options.requestSeconds = 1;
+    start(options);
+    HttpClient slow(m_port);
+    int sent = 0;
+    while (sent < 500 && slow.send("a")) { // at a pace that libmicrohttpd takes for alive
+        ++sent;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    EXPECT_GT(sent, 10);
+    EXPECT_LT(sent, 500);
+}
+
+TEST_F(WebTest, NamesAnAddressThatABrowserCanUse) {
+    WebOptions options;
+    options.address = "0.0.0.0";
+    options.token = Token;
+    start(options);
+    const QString address = m_web->address();
+    EXPECT_TRUE(address.endsWith("/, on every address of this machine")) << qPrintable(address);
+    const QByteArray host = address.section('/', 2, 2).toLatin1();
+    EXPECT_EQ(ask("GET /", "Host: " + host + "\r\n").status, 200) << host.data();
 }
 
 TEST(EventStreamTest, ABrowserThatTakesNothingIsCutOff) {

@@ -175,6 +175,9 @@ void Routes::handle(const Request &request, const Reply &reply) {
     } else if (request.method != found->method) {
         reply(wrongMethod(found->method));
     } else if (const auto refused = refuseReader(m_options, request)) {
+        // A page without a token asks in vain before it asks its user.
+        if (!request.authorization.isEmpty())
+            noteRefusal(request);
         reply(*refused);
     } else {
         (this->*found->answer)(request, reply);
@@ -235,8 +238,17 @@ void Routes::history(const Request &request, const Reply &reply) {
         reply(refusal(503, "too many trends wait"));
 }
 
+void Routes::noteRefusal(const Request &request) {
+    const char *reason = request.authorization.isEmpty() ? "no token" : "wrong token";
+    if (m_options.token.isEmpty())
+        reason = "there is no --web-token";
+    m_refusals.add(QString("page %1: %2 refused: %3")
+                       .arg(QString(request.client), QString(request.path), reason));
+}
+
 void Routes::write(const Request &request, const Reply &reply) {
     if (const auto refused = refuseWriter(m_options, request)) {
+        noteRefusal(request);
         reply(*refused);
         return;
     }

@@ -216,7 +216,9 @@ struct HttpServer::Work {
     void setDeadline(MHD_Connection *connection, bool isLimited);
 
     Handler handler;
-    AcceptPace pace; // of the server's thread
+    int requestSeconds = 0;
+    AcceptPace pace;     // of the server's thread, as is the next
+    int connections = 0; // open ones
     MHD_Daemon *daemon = nullptr;
     std::mutex mutex; // guards what follows
     // When a connection is cut off; those that wait for us or are streams are not here.
@@ -229,7 +231,7 @@ struct HttpServer::Work {
 void HttpServer::Work::setDeadline(MHD_Connection *connection, bool isLimited) {
     const std::lock_guard guard(mutex);
     if (isLimited) {
-        deadlines[socketOf(connection)] = Clock::now() + std::chrono::seconds(RequestSeconds);
+        deadlines[socketOf(connection)] = Clock::now() + std::chrono::seconds(requestSeconds);
     } else {
         deadlines.erase(socketOf(connection));
     }
@@ -326,8 +328,9 @@ void onCompleted(void *closure, MHD_Connection *connection, void **state,
 
 template <typename Work>
 MHD_Result onAccept(void *closure, const sockaddr *, socklen_t) {
-    std::this_thread::sleep_for(static_cast<Work *>(closure)->pace.take(Clock::now()));
-    return MHD_YES;
+    auto *work = static_cast<Work *>(closure);
+    std::this_thread::sleep_for(work->pace.take(Clock::now()));
+    return work->connections < HttpServer::MostConnections ? MHD_YES : MHD_NO;
 }
 
 template <typename Work>
@@ -336,7 +339,10 @@ void onConnection(void *closure, MHD_Connection *connection, void **,
     // libmicrohttpd makes its thread by itself.
     thread_local const bool isLast = (giveWayToTheLine(), true);
     static_cast<void>(isLast);
-    static_cast<Work *>(closure)->setDeadline(connection, code == MHD_CONNECTION_NOTIFY_STARTED);
+    const bool isStarted = code == MHD_CONNECTION_NOTIFY_STARTED;
+    auto *work = static_cast<Work *>(closure);
+    work->connections += isStarted ? 1 : -1;
+    work->setDeadline(connection, isStarted);
 }
 
 sockaddr_storage addressOf(const WebOptions &options) {
@@ -383,12 +389,14 @@ int listeningSocket(const WebOptions &options) {
 
 QString HttpServer::start(const WebOptions &options) {
     const int listening = listeningSocket(options);
+    m_work->requestSeconds = options.requestSeconds;
+    // libmicrohttpd would let those wait who come beyond its limit: they are sent away before.
     if (listening >= 0) {
         m_work->daemon = MHD_start_daemon(
             MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME, 0, &onAccept<Work>,
             m_work.get(), &onAccess<Work>, m_work.get(), MHD_OPTION_LISTEN_SOCKET, listening,
-            MHD_OPTION_CONNECTION_LIMIT, static_cast<unsigned>(MostConnections),
-            MHD_OPTION_CONNECTION_TIMEOUT, static_cast<unsigned>(RequestSeconds),
+            MHD_OPTION_CONNECTION_LIMIT, static_cast<unsigned>(MostConnections + 1),
+            MHD_OPTION_CONNECTION_TIMEOUT, static_cast<unsigned>(options.requestSeconds),
             MHD_OPTION_CONNECTION_MEMORY_LIMIT, ConnectionBytes, MHD_OPTION_NOTIFY_COMPLETED,
             &onCompleted<Work>, m_work.get(), MHD_OPTION_NOTIFY_CONNECTION, &onConnection<Work>,
             m_work.get(), MHD_OPTION_END);

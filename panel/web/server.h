@@ -14,7 +14,6 @@ class HttpServer {
 public:
     static constexpr int MostConnections = 64;
     static constexpr int MostBodyBytes = 64 << 10;
-    static constexpr int RequestSeconds = 15; // to ask, and to take the answer
 
     // Called on the server's thread; `reply` may be called later, on any.
     using Handler = std::function<void(const Request &, const Reply &)>;

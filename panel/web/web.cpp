@@ -2,6 +2,8 @@
 
 #include "panel/web/server.h"
 
+#include <QSysInfo>
+
 struct Web::Work {
     Work(const WebOptions &chosen, const WebSources &given)
         : options(chosen), sources(given),
@@ -36,10 +38,15 @@ void Web::stop() {
 }
 
 QString Web::address() const {
-    const QString host = m_work->options.address;
-    return QString("http://%1:%2/")
-        .arg(host.contains(':') ? '[' + host + ']' : host)
-        .arg(m_work->server.port());
+    const WebOptions &options = m_work->options;
+    QString host = options.address.contains(':') ? '[' + options.address + ']' : options.address;
+    const QString name = QSysInfo::machineHostName();
+    if (options.isAny() && !name.isEmpty())
+        host = name;
+    return QString("http://%1:%2/%3")
+        .arg(host)
+        .arg(m_work->server.port())
+        .arg(options.isAny() ? ", on every address of this machine" : "");
 }
 
 void Web::observe(const ValueChange &change) {

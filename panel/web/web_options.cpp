@@ -60,6 +60,10 @@ bool WebOptions::isLoopback() const {
     return address.startsWith("127.") || address == "::1";
 }
 
+bool WebOptions::isAny() const {
+    return address == "0.0.0.0" || address == "::";
+}
+
 QString readWebOptions(const QString &where, const QString &tokenFile, WebOptions *options) {
     QString error = readWhere(where, options);
     if (error.isEmpty() && !tokenFile.isEmpty())

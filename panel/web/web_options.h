@@ -8,8 +8,11 @@ struct WebOptions {
     QString address = "127.0.0.1"; // IPv4, or IPv6 without brackets
     int port = 0;                  // 0: any that is free
     QByteArray token;              // empty: nobody may write
+    int requestSeconds = 15;       // to ask, and to take the answer
 
     bool isLoopback() const;
+    // Every address that the machine has.
+    bool isAny() const;
 };
 
 // From "[ADDRESS:]PORT" and the name of the file whose first line is the token, empty for none. One
