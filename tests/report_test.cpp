@@ -126,6 +126,26 @@ TEST(Summary, NamesLinesStationsAndCauses) {
     EXPECT_TRUE(text.contains("in use, a pass takes 120 ms\n")) << qPrintable(text);
 }
 
+// Station 1 answers behind the same echo.
+TEST(Summary, BlamesNothingThatOtherStationsAnswerThrough) {
+    LineWatch watch;
+    const auto askBoth = [&watch](int times) {
+        for (int i = 0; i < 2 * times; ++i) {
+            Exchange exchange;
+            exchange.station = 1 + i % 2;
+            exchange.request = QByteArray::fromHex("020300640001C5E6");
+            exchange.began = std::chrono::steady_clock::now();
+            exchange.received = {{exchange.began, exchange.request}};
+            exchange.outcome = exchange.station == 1 ? Outcome::Good : Outcome::NoReply;
+            watch.observe(exchange);
+        }
+        const LineFindings findings = watch.findings();
+        return conclusionOf(factsOf(findings, 2), findings.health.stations.at(2).counts);
+    };
+    EXPECT_TRUE(askBoth(2).value(0).contains("2 of 5 needed"));
+    EXPECT_TRUE(askBoth(3).value(0).startsWith("no answer to any of 5"));
+}
+
 TEST(ReportFile, IsWholeWheneverItIsRead) {
     const QTemporaryDir directory;
     const QString path = directory.filePath("report.json");

@@ -67,8 +67,10 @@ bool isNeverUnderstood(const Facts &facts) {
            answered(facts) * 10 <= facts.evidence.garbled;
 }
 
+// Requests of two masters that collide damage frames too.
 bool isNoisy(const Facts &facts) {
-    return facts.evidence.garbled >= 2 && answered(facts) * 10 > facts.evidence.garbled;
+    return facts.evidence.garbled >= 2 && answered(facts) * 10 > facts.evidence.garbled &&
+           !sharesTheLine(facts);
 }
 
 bool hasFallenSilent(const Facts &facts) {
