@@ -14,7 +14,7 @@ QString Port::open() {
                       O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (m_device >= 0 && applySettings(m_device, m_options.line))
         return {};
-    const QString error = m_options.device + ": " + qt_error_string(errno);
+    QString error = m_options.device + ": " + qt_error_string(errno);
     close();
     return error;
 }

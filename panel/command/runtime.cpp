@@ -15,9 +15,10 @@ QString sharedDevice(const std::vector<LineSettings> &lines) {
         const QString canonical = QFileInfo(line.device).canonicalFilePath();
         const QString device = canonical.isEmpty() ? line.device : canonical;
         const auto [other, isNew] = lineOf.try_emplace(device, line.name);
-        if (!isNew)
+        if (!isNew) {
             return QString("lines \"%1\" and \"%2\" have the same device")
                 .arg(other->second, line.name);
+        }
     }
     return {};
 }
@@ -67,7 +68,7 @@ void Runtime::observe(const Exchange &exchange) {
 }
 
 QString Runtime::openLines() {
-    const QString shared = sharedDevice(m_panel.lines);
+    QString shared = sharedDevice(m_panel.lines);
     if (!shared.isEmpty())
         return shared;
     for (const auto &line : m_lines) {
