@@ -172,8 +172,8 @@ TEST_F(Plcsim, TheSameSeedMakesTheSameRun) {
 TEST_F(Plcsim, TakesNothingThatIsNotForItsStations) {
     start({"--stations", "1"});
     send(frame("090300960002"));
-    send(QByteArray(300, '\x01'));
     send(frame("01100064007FFF" + QByteArray(255, '0').repeated(2))); // longer than a frame may be
+    send(QByteArray(300, '\x01'));
     EXPECT_EQ(heard(), "");
     const QString counts = command("count");
     EXPECT_TRUE(counts.contains("not here: 1\n")) << qPrintable(counts);
