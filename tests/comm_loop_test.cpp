@@ -359,6 +359,20 @@ TEST_F(Loop, SendsNothingLaterThatFailedWhileTheDeviceWasGone) {
     EXPECT_EQ(requests().write(m_panel.variables[0], data), OneShot::End::Answered);
 }
 
+TEST_F(Loop, SaysWhyADeviceThatIsThereAgainCannotBeHad) {
+    m_panel.variables = {wordOf(1, 10)};
+    start();
+    waitForGood(1);
+    m_stations.unplug();
+    ASSERT_TRUE(QFile::link("/dev/null", m_stations.device()));
+    while (!m_line->status().deviceGone.endsWith(": not a serial device"))
+        std::this_thread::sleep_for(1ms);
+    ASSERT_TRUE(QFile::remove(m_stations.device()));
+    m_stations.plugIn();
+    waitForGood(1);
+    EXPECT_EQ(m_line->status().deviceGone, "");
+}
+
 TEST_F(Loop, TellsOfADeviceThatGoesWhileNothingIsAskedAndPollsOnceItIsBack) {
     m_panel.variables = {wordOf(1, 10)};
     m_panel.lines[0].scanIntervalMs = 600'000;

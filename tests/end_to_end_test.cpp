@@ -92,6 +92,20 @@ protected:
         }
         return true;
     }
+    static void tell(QProcess *plc, const QByteArray &command) {
+        ASSERT_TRUE(plc->write(command) > 0 && plc->waitForBytesWritten(PatienceMs));
+    }
+    // One register of station 1 on each of two lines.
+    QString twoLines(const QString &eastDevice) const {
+        QByteArray json = R"({"lines": [{"name": "west", "device": "WEST"},
+                                        {"name": "east", "device": "EAST"}], "variables": [
+            {"name": "w", "line": "west", "station": 1, "registerType": 6, "address": "150",
+             "format": "uint16"},
+            {"name": "e", "line": "east", "station": 1, "registerType": 6, "address": "150",
+             "format": "uint16"}]})";
+        json.replace("WEST", device().toUtf8()).replace("EAST", eastDevice.toUtf8());
+        return write("two.json", json);
+    }
     // One line on standard error that says all of this.
     static void expectOneLine(const QString &errors, const QStringList &parts) {
         EXPECT_EQ(errors.count('\n'), 1) << qPrintable(errors);
@@ -200,7 +214,7 @@ TEST_F(EndToEnd, WaitsForADeviceThatGoes) {
     panel.terminate();
     const Outcome outcome = finish(&panel);
     EXPECT_EQ(outcome.exitCode, 0) << qPrintable(outcome.errors);
-    EXPECT_TRUE(outcome.errors.contains("plc is gone\n"));
+    EXPECT_TRUE(outcome.errors.contains("plc is gone\n")) << qPrintable(outcome.errors);
 }
 
 TEST_F(EndToEnd, KeepsTwoLinesApart) {
@@ -209,20 +223,10 @@ TEST_F(EndToEnd, KeepsTwoLinesApart) {
     const QString eastDevice = device() + ".east";
     east.start(PLCSIM_PROGRAM, {"--link", eastDevice});
     ASSERT_TRUE(east.waitForReadyRead(PatienceMs));
-    const auto tell = [](QProcess *plc, const QByteArray &command) {
-        ASSERT_TRUE(plc->write(command) > 0 && plc->waitForBytesWritten(PatienceMs));
-    };
     tell(&m_plc, "set 1 input 150 11\n");
     tell(&east, "set 1 input 150 21\n");
-    QByteArray json = R"({"lines": [{"name": "west", "device": "WEST"},
-                                    {"name": "east", "device": "EAST"}], "variables": [
-        {"name": "w", "line": "west", "station": 1, "registerType": 6, "address": "150",
-         "format": "uint16"},
-        {"name": "e", "line": "east", "station": 1, "registerType": 6, "address": "150",
-         "format": "uint16"}]})";
-    json.replace("WEST", device().toUtf8()).replace("EAST", eastDevice.toUtf8());
     QProcess panel;
-    panel.start(PANEL_PROGRAM, {"run", "--library", DRIVER_LIBRARY, write("two.json", json)});
+    panel.start(PANEL_PROGRAM, {"run", "--library", DRIVER_LIBRARY, twoLines(eastDevice)});
     ASSERT_TRUE(waitFor(&panel, {"w = 11", "e = 21"}));
     tell(&m_plc, "unplug 1s\n");
     ASSERT_TRUE(waitFor(&panel, {"w = ? 11"}));
@@ -237,6 +241,23 @@ TEST_F(EndToEnd, KeepsTwoLinesApart) {
         process->terminate();
         EXPECT_EQ(finish(process).exitCode, 0);
     }
+}
+
+TEST_F(EndToEnd, PollsOneLineThoughTheDeviceOfAnotherIsMissingAtTheStart) {
+    startPlc();
+    const QString eastDevice = device() + ".east";
+    QProcess panel;
+    panel.start(PANEL_PROGRAM, {"run", "--library", DRIVER_LIBRARY, twoLines(eastDevice)});
+    tell(&m_plc, "set 1 input 150 11\n");
+    ASSERT_TRUE(waitFor(&panel, {"w = 11"}));
+    QProcess east;
+    east.start(PLCSIM_PROGRAM, {"--link", eastDevice});
+    tell(&east, "set 1 input 150 21\n");
+    ASSERT_TRUE(waitFor(&panel, {"e = 21"}));
+    panel.terminate();
+    EXPECT_TRUE(finish(&panel).errors.contains("line east: " + eastDevice + " is gone\n"));
+    east.terminate();
+    finish(&east);
 }
 
 // Every time that is left out follows the speed: a character takes 37 ms.

@@ -71,12 +71,16 @@ QString Runtime::openLines() {
     QString shared = sharedDevice(m_panel.lines);
     if (!shared.isEmpty())
         return shared;
+    const bool isAlone = m_lines.size() == 1;
+    QStringList problems;
     for (const auto &line : m_lines) {
-        QString error = line->start();
-        if (!error.isEmpty())
-            return error;
+        const QString problem =
+            line->start(isAlone ? Line::Missing::EndsIt : Line::Missing::IsWaitedFor);
+        if (!problem.isEmpty())
+            problems += problem;
     }
-    return {};
+    const bool isNoneOpen = problems.size() == static_cast<int>(m_lines.size());
+    return isNoneOpen ? problems.first() : QString();
 }
 
 void Runtime::begin() {

@@ -34,7 +34,8 @@ public:
     // Its listeners come before begin().
     Feed &feed() { return m_feed.value(); }
 
-    // Opens the devices and begins to poll. One line on failure; then a stop is due.
+    // Opens the devices and begins to poll; of several, one that is missing is waited for. One line
+    // when none is there; then a stop is due.
     QString openLines();
     // Tells values from now on, and carries out the jobs of the panel file.
     void begin();

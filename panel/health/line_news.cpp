@@ -22,6 +22,12 @@ std::set<int> restingOf(const LineStatus &status) {
     return stations;
 }
 
+// "e: gone for 12 s: in use by another program" without the time.
+QString deviceText(const QString &device, const QString &gone) {
+    const QString why = gone.mid(device.size() + 2).section(": ", 1);
+    return device + (why.isEmpty() ? QString(" is gone") : ": " + why);
+}
+
 // "no answer for 2 min, next try in 12 s" is how it is told when it has just begun.
 QString restText(const QString &text) {
     return text.section(" for ", 0, 0) + ", it is tried now and then";
@@ -56,14 +62,17 @@ QStringList LineNews::bounded(const QStringList &news, Clock::time_point now) {
 
 QStringList LineNews::takeLine(std::size_t line, const LineReport &report) {
     const LineStatus &status = report.status;
-    Seen now{!status.deviceGone.isEmpty(),
-             lineCause(report.findings.strangers),
-             restingOf(status),
-             {status.refusedVariables.begin(), status.refusedVariables.end()}};
+    Seen now;
+    if (!status.deviceGone.isEmpty())
+        now.deviceGone = deviceText(m_panel.lines[line].device, status.deviceGone);
+    now.ailment = lineCause(report.findings.strangers);
+    now.resting = restingOf(status);
+    now.refused = {status.refusedVariables.begin(), status.refusedVariables.end()};
     const Seen before = std::exchange(m_seen[line], now);
     QStringList news;
-    if (now.isGone != before.isGone)
-        news += m_panel.lines[line].device + (now.isGone ? " is gone" : " is back");
+    if (now.deviceGone != before.deviceGone) {
+        news += now.deviceGone.isEmpty() ? m_panel.lines[line].device + " is back" : now.deviceGone;
+    }
     if (!now.ailment.isEmpty() && before.ailment.isEmpty())
         news += now.ailment;
     for (const int station : addedTo(before.resting, now.resting))

@@ -28,8 +28,8 @@ public:
 
 private:
     struct Seen {
-        bool isGone = false;
-        QString ailment; // of the line as a whole
+        QString deviceGone; // and why; empty while it is there
+        QString ailment;    // of the line as a whole
         std::set<int> resting;
         std::set<std::size_t> refused; // variables
     };

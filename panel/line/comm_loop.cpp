@@ -4,6 +4,7 @@
 #include "panel/line/span_text.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <iterator>
 #include <thread>
 #include <utility>
@@ -69,6 +70,15 @@ CommLoop::CommLoop(Parts parts)
       m_owed(std::chrono::milliseconds(m_settings.responseTimeoutMs),
              std::chrono::milliseconds(m_settings.quietAfterFailureMs)),
       m_reaskAt(Clock::now() + ReaskPause), m_measureAt(Clock::now() + FirstMeasure) {}
+
+QString CommLoop::open() {
+    QString problem = m_parts.serial.open();
+    const std::lock_guard lock(m_mutex); // m_remarks, m_problem
+    m_remarks = m_parts.serial.remarks();
+    const bool isAbsent = problem.endsWith(qt_error_string(ENOENT)); // which is said in any case
+    m_problem = isAbsent ? QString() : problem.mid(m_settings.device.size() + 2);
+    return problem;
+}
 
 void CommLoop::run() {
     while (!m_parts.stopRequested) {
@@ -308,7 +318,7 @@ void CommLoop::waitForDevice() {
             std::this_thread::sleep_for(Slice);
         if (m_parts.stopRequested)
             return;
-        if (m_parts.serial.open().isEmpty())
+        if (open().isEmpty())
             break;
     }
     deviceBack();
@@ -375,7 +385,10 @@ LineStatus CommLoop::status() const {
     if (m_isGone) {
         const auto span = std::chrono::duration_cast<std::chrono::seconds>(now - m_goneSince);
         status.deviceGone = QString("%1: gone for %2").arg(m_settings.device, spanText(span));
+        if (!m_problem.isEmpty())
+            status.deviceGone += ": " + m_problem;
     }
+    status.remarks = m_remarks;
     status.passes = m_polls.passes();
     status.lastPass = m_polls.lastPass();
     status.restingStations = m_care.texts(now);

@@ -19,7 +19,7 @@
 
 class CommLoop {
 public:
-    // All parts outlive the loop. The port block is the driver's, the device is open.
+    // All parts outlive the loop. The port block is the driver's.
     struct Parts {
         const PanelFile &panel;
         std::size_t line; // index in PanelFile::lines
@@ -33,10 +33,12 @@ public:
     };
     explicit CommLoop(Parts parts);
 
-    // Returns when a stop is requested; a device that goes away is waited for.
+    // Opens the device. Nothing, or one line that says why it cannot be had.
+    QString open();
+    // Returns when a stop is requested; a device that goes away, or is not open yet, is waited for.
     void run();
 
-    // Any thread. `remarks` is the device's affair and left empty.
+    // Any thread.
     LineStatus status() const;
     quint64 passes() const; // the same as in status(), at less cost
 
@@ -79,6 +81,8 @@ private:
     Plan m_plan;
     PollList m_polls;
     StationCare m_care;
+    QStringList m_remarks; // what the device cannot do
+    QString m_problem;     // why it could not be opened last
     bool m_isGone = false;
     Clock::time_point m_goneSince;
 

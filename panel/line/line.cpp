@@ -52,22 +52,21 @@ Line::~Line() {
     join();
 }
 
-QString Line::start() {
+QString Line::start(Missing missing) {
     std::promise<QString> opened;
     std::future<QString> error = opened.get_future();
-    m_thread = std::thread([this, &opened] { run(&opened); });
+    m_thread = std::thread([this, &opened, missing] { run(&opened, missing); });
     QString problem = error.get();
-    if (!problem.isEmpty())
+    if (!problem.isEmpty() && missing == Missing::EndsIt)
         m_thread.join();
     return problem;
 }
 
 // The device belongs to one thread from its opening on.
-void Line::run(std::promise<QString> *opened) {
-    const QString problem = m_serial.open();
-    m_remarks = m_serial.remarks();
+void Line::run(std::promise<QString> *opened, Missing missing) {
+    const QString problem = m_loop.open();
     opened->set_value(problem); // the promise is gone after it
-    if (!problem.isEmpty())
+    if (!problem.isEmpty() && missing == Missing::EndsIt)
         return;
     m_loop.run();
     m_ledger.close();
@@ -77,10 +76,4 @@ void Line::run(std::promise<QString> *opened) {
 void Line::join() {
     if (m_thread.joinable())
         m_thread.join();
-}
-
-LineStatus Line::status() const {
-    LineStatus status = m_loop.status();
-    status.remarks = m_remarks;
-    return status;
 }

@@ -21,8 +21,9 @@ public:
     Line &operator=(const Line &) = delete;
 
     // Opens the device and begins to poll. Returns nothing, or one line that says why the device
-    // cannot be had; then nothing runs.
-    QString start();
+    // cannot be had. It is then waited for like one that was lost, or nothing runs.
+    enum class Missing { IsWaitedFor, EndsIt };
+    QString start(Missing missing = Missing::EndsIt);
     // Returns when the thread has ended, soon after a stop was requested; what users have queued
     // ends as RunOver.
     void join();
@@ -30,19 +31,18 @@ public:
     // Any thread, while the line exists.
     const Driver &driver() const { return m_driver; }
     RequestLedger &requests() { return m_ledger; }
-    LineStatus status() const;
+    LineStatus status() const { return m_loop.status(); }
     quint64 passes() const { return m_loop.passes(); }
 
     // What the driver calls this port: a one-shot read of another one would not be stored.
     static constexpr int PortId = 1;
 
 private:
-    void run(std::promise<QString> *opened);
+    void run(std::promise<QString> *opened, Missing missing);
 
     const Driver &m_driver;
     SerialPort m_serial;
     RequestLedger m_ledger;
     CommLoop m_loop;
-    QStringList m_remarks; // set before start() returns
     std::thread m_thread;
 };

@@ -11,7 +11,8 @@
 #include <vector>
 
 struct LineStatus {
-    // Empty while the device is there, otherwise one line: "/dev/ttyUSB0: gone for 12 s".
+    // Empty while the device is there, otherwise one line: "/dev/ttyUSB0: gone for 12 s", and why
+    // it cannot be had where something is there: ": in use by another program".
     QString deviceGone;
     QStringList remarks; // what the device cannot do of what the settings ask for
 
