@@ -19,6 +19,19 @@ file(READ panel/demo.json DEMO)
 string(REPLACE "file/panel.schema.json" "panel.schema.json" DEMO "${DEMO}")
 file(GENERATE OUTPUT ${PROJECT_BINARY_DIR}/packaging/demo.json CONTENT "${DEMO}")
 install(FILES ${PROJECT_BINARY_DIR}/packaging/demo.json DESTINATION ${PANEL_DATA} COMPONENT panel)
+# The pages that a person at the panel reads, side by side there.
+set(PANEL_DOC ${CMAKE_INSTALL_DATADIR}/doc/modbus-panel)
+file(READ panel/README.md README)
+string(REPLACE "(../docs/" "(" README "${README}")
+string(REPLACE "(../plcsim/README.md)" "(plcsim.md)" README "${README}")
+string(REPLACE "(demo.json)" "(/usr/share/modbus-panel/demo.json)" README "${README}")
+string(REPLACE "(file/" "(/usr/share/modbus-panel/" README "${README}")
+file(GENERATE OUTPUT ${PROJECT_BINARY_DIR}/packaging/README.md CONTENT "${README}")
+install(FILES ${PROJECT_BINARY_DIR}/packaging/README.md docs/plant.md docs/page.md docs/history.md
+  docs/troubleshooting.md DESTINATION ${PANEL_DOC} COMPONENT panel)
+install(FILES plcsim/README.md DESTINATION ${PANEL_DOC} RENAME plcsim.md COMPONENT panel)
+install(DIRECTORY docs/images DESTINATION ${PANEL_DOC} COMPONENT panel
+  FILES_MATCHING PATTERN "page-*.png")
 install(FILES ${PACKAGING}/modbus-panel@.service DESTINATION lib/systemd/system COMPONENT panel)
 
 # What every package has to say of itself, under the package's own name.
