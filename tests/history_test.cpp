@@ -243,13 +243,13 @@ TEST_F(HistoryTest, ForgetsWhatIsOlderThanItsDays) {
     PanelFile small = panel();
     small.historyMegabytes = 1;
     History history;
-    const bool isOpen = history.open(path, small).isEmpty();
-    for (int i = 0; isOpen; ++i) {
+    if (!history.open(path, small).isEmpty())
+        _exit(1);
+    for (int i = 0;; ++i) {
         history.observe(level(i % 30'000, Quality::Good, begin + i));
         if (i % 10 == 0)
             std::this_thread::sleep_for(milliseconds(1));
     }
-    _exit(1);
 }
 
 TEST_F(HistoryTest, APanelThatIsKilledAtAnyMomentLosesNothingThatWasKept) {

@@ -63,7 +63,7 @@ void bindValue(Statement *statement, int parameter, const HistoryRow &row) {
 
 // Why an existing file is not written to; empty when it may be. Looks without changing anything.
 QString refusal(const QString &path) {
-    const QString reason = refuseForeign(path, HistoryMark);
+    QString reason = refuseForeign(path, HistoryMark);
     const qint64 size = QFileInfo(path).size();
     if (!reason.isEmpty() || size == 0)
         return reason;
