@@ -234,9 +234,10 @@ TEST_F(EndToEnd, KeepsTwoLinesApart) {
     ASSERT_TRUE(waitFor(&panel, {"e = 22"})) << "the other line goes on";
     tell(&m_plc, "set 1 input 150 12\n");
     ASSERT_TRUE(waitFor(&panel, {"w = 12"}));
-    for (const QByteArray &line : m_seen)
+    for (const QByteArray &line : m_seen) {
         EXPECT_FALSE(line.contains("w = 2") || line.contains("e = 1") || line.contains("e = ?"))
             << line.data();
+    }
     for (QProcess *process : {&panel, &east}) {
         process->terminate();
         EXPECT_EQ(finish(process).exitCode, 0);
@@ -366,9 +367,10 @@ TEST_F(EndToEnd, SaysThatADiskIsFullWhileItRuns) {
         panel.setStandardOutputFile(c.output);
         panel.start(PANEL_PROGRAM, plate(R"("retryLimit": 2)", c.arguments));
         panel.setReadChannel(QProcess::StandardError);
-        while (!panel.readAllStandardError().contains(c.said))
+        while (!panel.readAllStandardError().contains(c.said)) {
             ASSERT_TRUE(panel.state() != QProcess::NotRunning &&
                         panel.waitForReadyRead(PatienceMs));
+        }
         panel.terminate();
         const Outcome outcome = finish(&panel);
         EXPECT_EQ(outcome.exitCode, 1);

@@ -157,8 +157,6 @@ WrongFiles wrongFiles() {
 }
 
 WrongFiles wrongVariables() {
-    const QByteArray bit = R"("registerType": 1, "format": "bit", "address": )";
-    const QByteArray high = R"("registerType": 8, "format": "hex", "address": )";
     return {
         {R"({"variables": [{"name": "a", "nmae": 1}]})",
          "variables[0] \"a\": nmae: unknown field\n"
@@ -180,6 +178,13 @@ WrongFiles wrongVariables() {
          "variables[0] \"a\": address: \"x\" is not a number, like \"100\"\n"
          "variables[0] \"a\": station: 0 addresses all stations and can only be written\n"
          "writes[0] \"a\": value: \"-1\" is not a whole number from 0 to 65535"},
+    };
+}
+
+WrongFiles wrongFormats() {
+    const QByteArray bit = R"("registerType": 1, "format": "bit", "address": )";
+    const QByteArray high = R"("registerType": 8, "format": "hex", "address": )";
+    return {
         {panelWith(R"("registerType": 4, "address": "1", "format": "int16")"),
          "variables[0] \"a\": format: int16 does not fit registerType 4 (8-bit): permitted are "
          "int8, uint8, hex, text"},
@@ -262,7 +267,8 @@ TEST(PanelFile, IsDescribedByItsSchema) {
     ASSERT_TRUE(demo.open(QIODevice::ReadOnly));
     QList<QByteArray> documents{FullFile, demo.readAll(), panelWith(Word)};
     QStringList expected{"good", "good", "good"};
-    for (const WrongFile &wrong : wrongFiles() + wrongVariables() + wrongWrites()) {
+    for (const WrongFile &wrong :
+         wrongFiles() + wrongVariables() + wrongFormats() + wrongWrites()) {
         documents += wrong.json;
         expected += wrong.schemaSees ? "wrong" : "good";
     }
@@ -276,7 +282,8 @@ TEST(PanelFile, IsDescribedByItsSchema) {
 }
 
 TEST(PanelFile, NamesEverythingThatIsWrong) {
-    for (const WrongFile &wrong : wrongFiles() + wrongVariables() + wrongWrites()) {
+    for (const WrongFile &wrong :
+         wrongFiles() + wrongVariables() + wrongFormats() + wrongWrites()) {
         QStringList errors;
         EXPECT_FALSE(parsePanel(wrong.json, &errors)) << wrong.json.constData();
         EXPECT_EQ(errors.join('\n').toStdString(), wrong.errors) << wrong.json.constData();

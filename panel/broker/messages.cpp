@@ -1,8 +1,8 @@
 #include "panel/broker/messages.h"
 
 #include "panel/file/values.h"
+#include "panel/health/exchange_text.h"
 
-#include <QDateTime>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -10,12 +10,6 @@
 namespace {
 
 using SystemTime = std::chrono::system_clock::time_point;
-
-QString timeText(SystemTime time) {
-    const auto since =
-        std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch());
-    return QDateTime::fromMSecsSinceEpoch(since.count(), Qt::UTC).toString(Qt::ISODateWithMs);
-}
 
 // A value by itself, which QJsonDocument does not write.
 QByteArray jsonText(const QJsonValue &value) {
@@ -36,18 +30,6 @@ QByteArray objectText(std::initializer_list<Field> fields) {
                 "\":" + jsonText(field.value);
     }
     return text + '}';
-}
-
-const char *qualityName(Quality quality) {
-    switch (quality) {
-    case Quality::Good:
-        return "good";
-    case Quality::Old:
-        return "old";
-    case Quality::Never:
-        break;
-    }
-    return "never";
 }
 
 QJsonValue valueOrNull(const Variable &variable, const QByteArray &data) {

@@ -8,18 +8,6 @@
 
 namespace {
 
-const char *qualityText(Quality quality) {
-    switch (quality) {
-    case Quality::Never:
-        return "never";
-    case Quality::Good:
-        return "good";
-    case Quality::Old:
-        return "old";
-    }
-    return "";
-}
-
 QByteArray csvField(QString text) {
     const bool isPlain = !text.contains(',') && !text.contains('"') && !text.contains('\n') &&
                          !text.contains('\r') && text == text.trimmed();
@@ -34,7 +22,7 @@ QByteArray csvRow(const PanelFile &panel, const ValueChange &change) {
     for (const QString &text : {timeText(change.at), panel.lines[variable.line].name, variable.name,
                                 change.text, variable.unit})
         row += csvField(text) + ',';
-    return row + qualityText(change.quality) + '\n';
+    return row + qualityName(change.quality) + '\n';
 }
 
 QByteArray jsonRow(const PanelFile &panel, const ValueChange &change) {
@@ -46,7 +34,7 @@ QByteArray jsonRow(const PanelFile &panel, const ValueChange &change) {
         {"value",
          change.quality == Quality::Never ? QJsonValue::Null : valueJson(variable, change.data)},
         {"unit", variable.unit},
-        {"quality", qualityText(change.quality)},
+        {"quality", qualityName(change.quality)},
     };
     return QJsonDocument(row).toJson(QJsonDocument::Compact) + '\n';
 }

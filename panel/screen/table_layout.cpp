@@ -93,11 +93,6 @@ ValueColumns columnsWithin(const TableModel &model, int width) {
     return columns;
 }
 
-const char *qualityText(Quality quality) {
-    constexpr std::array<const char *, 3> Names{"never", "good", "old"};
-    return Names.at(static_cast<std::size_t>(quality));
-}
-
 TextRow cells(const ValueColumns &columns, const std::array<QString, 6> &texts, TextStyle style) {
     const QString gap(Gap, ' ');
     const QString line = columns.line > 0 ? fitted(texts[0], columns.line) + gap : QString();
@@ -113,7 +108,7 @@ TextRow valueCells(const ValueColumns &columns, const TableValue &value) {
     const bool isOld = value.quality == Quality::Old;
     return cells(columns,
                  {printable(value.line), QString::number(value.station), printable(value.name),
-                  (isOld ? "? " : "") + printable(value.text), qualityText(value.quality),
+                  (isOld ? "? " : "") + printable(value.text), qualityName(value.quality),
                   value.age ? spanText(*value.age) : QString()},
                  isOld ? TextStyle::Old : TextStyle::Plain);
 }

@@ -9,7 +9,6 @@
 #include <QUuid>
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 namespace {
@@ -23,11 +22,6 @@ constexpr int TurnsOfPulse = 3; // a page that hears nothing for a second says s
 qint64 nowSeconds() {
     const auto since = std::chrono::steady_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::seconds>(since).count();
-}
-
-const char *qualityName(Quality quality) {
-    constexpr std::array<const char *, 3> Names{"never", "good", "old"};
-    return Names.at(static_cast<std::size_t>(quality));
 }
 
 QByteArray compact(const QJsonObject &object) {
