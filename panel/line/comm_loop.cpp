@@ -82,7 +82,7 @@ QString CommLoop::open() {
 
 void CommLoop::run() {
     while (!m_parts.stopRequested) {
-        if (m_parts.serial.isGone()) {
+        if (m_parts.serial.isGone() || !m_parts.serial.isOpen()) {
             waitForDevice();
         } else {
             takeTurn();

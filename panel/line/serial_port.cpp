@@ -119,10 +119,8 @@ QString SerialPort::open() {
             break;
         const bool mayPass = problem == InUse || m_port != nullptr;
         close();
-        if (!mayPass || m_stopRequested || Clock::now() > end) {
-            m_isGone = true;
+        if (!mayPass || m_stopRequested || Clock::now() > end)
             return m_settings.device + ": " + problem;
-        }
         std::this_thread::sleep_for(OpenPause);
     }
     m_remarks = setDeviceFeatures(m_device, m_settings);
