@@ -74,7 +74,8 @@ function lineSection(line) {
       fact('in use', percent(line.shareInUse), inUse), fact('pass', milliseconds(line.lastPassMs)),
       fact('exchanges', String(line.exchanges)),
       fact('failed', String(line.failed)), fact('given up', String(line.givenUp)),
-      fact('stray bytes', String(line.strayBytes))),
+      fact('stray bytes', String(line.strayBytes)),
+      ...(line.deviceLosses > 0 ? [fact('device gone', `${line.deviceLosses} ${line.deviceLosses === 1 ? 'time' : 'times'}`)] : [])),
     element('div', {class: 'scroll'}, element('table', {class: 'stations-of-line'},
       element('thead', {}, element('tr', {}, ...['station', 'state and likely cause', 'exchanges', 'failed', 'median reply', 'reply times']
         .map((text) => element('th', {scope: 'col', class: /exch|fail|median/.test(text) ? 'number' : null}, text)))),
