@@ -102,7 +102,9 @@ protected:
             {"name": "w", "line": "west", "station": 1, "registerType": 6, "address": "150",
              "format": "uint16"},
             {"name": "e", "line": "east", "station": 1, "registerType": 6, "address": "150",
-             "format": "uint16"}]})";
+             "format": "uint16"},
+            {"name": "set", "line": "east", "station": 1, "registerType": 7, "address": "100",
+             "format": "uint16"}], "writes": [{"variable": "set", "value": 7}]})";
         json.replace("WEST", device().toUtf8()).replace("EAST", eastDevice.toUtf8());
         return write("two.json", json);
     }
@@ -254,9 +256,9 @@ TEST_F(EndToEnd, PollsOneLineThoughTheDeviceOfAnotherIsMissingAtTheStart) {
     QProcess east;
     east.start(PLCSIM_PROGRAM, {"--link", eastDevice});
     tell(&east, "set 1 input 150 21\n");
-    ASSERT_TRUE(waitFor(&panel, {"e = 21"}));
+    ASSERT_TRUE(waitFor(&panel, {"e = 21", "set = 7"})) << "what is to be written is not forgotten";
     panel.terminate();
-    EXPECT_TRUE(finish(&panel).errors.contains("line east: " + eastDevice + " is gone\n"));
+    EXPECT_TRUE(finish(&panel).errors.contains("line east: " + eastDevice + " is missing\n"));
     east.terminate();
     finish(&east);
 }

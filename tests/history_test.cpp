@@ -224,7 +224,10 @@ TEST_F(HistoryTest, AReaderThatNeverEndsDoesNotMakeItGrow) {
     EXPECT_TRUE(store.takeError().contains("a reader has held it open"));
     EXPECT_LE(QFileInfo(path() + "-wal").size(), 8'000'000 / 4);
     reader.run("COMMIT");
-    EXPECT_TRUE(store.write(rows, Start)) << qPrintable(store.takeError());
+    const qint64 later = Start + 60 * Second;
+    ASSERT_TRUE(store.write({{id, Start + Second, Quality::Good, 2.5, {}}}, later))
+        << qPrintable(store.takeError());
+    EXPECT_EQ(trendText(0, 30), "0=1.5 1=2.5 30=2.5") << "what waited is no gap";
 }
 
 TEST_F(HistoryTest, ForgetsWhatIsOlderThanItsDays) {

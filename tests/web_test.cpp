@@ -332,12 +332,13 @@ TEST_F(WebTest, WhoNeverEndsARequestIsCutOff) {
     options.requestSeconds = 1;
     start(options);
     HttpClient slow(m_port);
+    const auto began = std::chrono::steady_clock::now();
     int sent = 0;
     while (sent < 500 && slow.send("a")) { // at a pace that libmicrohttpd takes for alive
         ++sent;
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
-    EXPECT_GT(sent, 10);
+    EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(900));
     EXPECT_LT(sent, 500);
 }
 
@@ -347,7 +348,8 @@ TEST_F(WebTest, NamesAnAddressThatABrowserCanUse) {
     options.token = Token;
     start(options);
     const QString address = m_web->address();
-    EXPECT_TRUE(address.endsWith("/, on every address of this machine")) << qPrintable(address);
+    EXPECT_TRUE(address.endsWith("/, on every IPv4 address of this machine"))
+        << qPrintable(address);
     const QByteArray host = address.section('/', 2, 2).toLatin1();
     EXPECT_EQ(ask("GET /", "Host: " + host + "\r\n").status, 200) << host.data();
 }

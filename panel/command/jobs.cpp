@@ -27,6 +27,7 @@ void Jobs::run() {
 }
 
 void Jobs::runLine(std::size_t line) {
+    m_lines[line].waitForDevice(); // of several lines one may be missing at the start
     for (std::size_t i = 0; i < m_panel.variables.size(); ++i) {
         if (m_panel.variables[i].line == line && m_panel.variables[i].once)
             m_readLines[i] = readOnce(m_panel.variables[i]);

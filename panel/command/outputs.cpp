@@ -156,10 +156,10 @@ void Outputs::tellFailures() {
 }
 
 void Outputs::tellNews() {
-    const QStringList news = m_news.take(m_runtime.lineReports(), std::chrono::steady_clock::now());
     if (m_table)
         return;
-    for (const QString &line : news)
+    const auto now = std::chrono::steady_clock::now();
+    for (const QString &line : m_news.take(m_runtime.lineReports(), now))
         m_runLog.add(line);
 }
 

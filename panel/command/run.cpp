@@ -107,7 +107,7 @@ void waitForEnd(const RunOptions &options, Runtime *runtime, Outputs *outputs,
         outputs->tellFailures();
         if (Clock::now() >= newsDue) {
             outputs->tellNews();
-            newsDue += NewsInterval;
+            newsDue = Clock::now() + NewsInterval;
         }
         std::this_thread::sleep_for(LookAround);
     }
@@ -125,14 +125,6 @@ int tellSummary(const PanelFile &panel, const Runtime &runtime, const Outputs &o
     return allHeld ? AllHeld : NotAllHeld;
 }
 
-// What the devices cannot do of what was asked for.
-void tellRemarks(const Runtime &runtime) {
-    for (const LineReport &line : runtime.lineReports()) {
-        for (const QString &remark : line.status.remarks)
-            complain(remark, AllHeld);
-    }
-}
-
 int runPanel(const RunOptions &options, const PanelFile &panel) {
     const std::atomic<bool> &stopRequested = stopOnSignals();
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // who reads the values may go
@@ -146,7 +138,6 @@ int runPanel(const RunOptions &options, const PanelFile &panel) {
 
     error = runtime.openLines();
     if (error.isEmpty()) {
-        tellRemarks(runtime);
         outputs.openScreen();
         runtime.begin();
         waitForEnd(options, &runtime, &outputs, stopRequested);

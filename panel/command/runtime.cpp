@@ -1,6 +1,7 @@
 #include "panel/command/runtime.h"
 
 #include "panel/line/driver_copy.h"
+#include "panel/line/serial_port.h"
 
 #include <QFileInfo>
 
@@ -12,8 +13,9 @@ namespace {
 QString sharedDevice(const std::vector<LineSettings> &lines) {
     std::map<QString, QString> lineOf; // by device
     for (const LineSettings &line : lines) {
-        const QString canonical = QFileInfo(line.device).canonicalFilePath();
-        const QString device = canonical.isEmpty() ? line.device : canonical;
+        const QString path = devicePath(line.device);
+        const QString canonical = QFileInfo(path).canonicalFilePath();
+        const QString device = canonical.isEmpty() ? path : canonical;
         const auto [other, isNew] = lineOf.try_emplace(device, line.name);
         if (!isNew) {
             return QString("lines \"%1\" and \"%2\" have the same device")

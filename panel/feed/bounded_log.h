@@ -1,5 +1,5 @@
-// Lines for the log that strangers cause: so many a second, the others are counted. Nobody may fill
-// the log's disk.
+// Lines for the log that strangers cause: so many a second, the others are counted, so that a flood
+// takes little of the log.
 #pragma once
 
 #include <QString>

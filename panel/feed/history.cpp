@@ -5,7 +5,9 @@
 
 #include <QLockFile>
 
+#include <algorithm>
 #include <condition_variable>
+#include <cstddef>
 #include <mutex>
 #include <thread>
 
@@ -15,6 +17,7 @@ using std::chrono::milliseconds;
 
 // How long changes are gathered before they are written.
 constexpr milliseconds Gathering{500};
+constexpr std::size_t MostAtATime = 5'000;
 
 qint64 nowMs() {
     const auto since = std::chrono::system_clock::now().time_since_epoch();
@@ -31,6 +34,7 @@ struct History::Work {
     bool takeAll(std::vector<ValueChange> *changes);
     // Writes what is pending, unless there is nothing to say.
     void write();
+    bool writePending(qint64 now);
     void note(bool isWritten, bool isBroken, const QString &failure);
 
     QString path;
@@ -65,13 +69,24 @@ void History::Work::write() {
     const qint64 now = nowMs();
     if (pending.empty() && now - aliveAt < HistoryStore::AliveMs)
         return;
-    const bool isWritten = !isDamaged && store.write(pending, now);
+    const bool isWritten = !isDamaged && writePending(now);
     if (isWritten)
         aliveAt = now;
     const bool isBroken = store.isBroken();
     note(isWritten, isBroken, store.takeError());
     if (isWritten || isDamaged)
         pending.clear();
+}
+
+// In parts, so that what waited long does not outgrow the size of the file at once.
+bool History::Work::writePending(qint64 now) {
+    do {
+        const auto part = static_cast<std::ptrdiff_t>(std::min(pending.size(), MostAtATime));
+        if (!store.write({pending.begin(), pending.begin() + part}, now))
+            return false;
+        pending.erase(pending.begin(), pending.begin() + part);
+    } while (!pending.empty());
+    return true;
 }
 
 void History::Work::note(bool isWritten, bool isBroken, const QString &failure) {

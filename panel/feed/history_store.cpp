@@ -161,14 +161,18 @@ bool HistoryStore::isLogFull() {
 
 bool HistoryStore::write(const std::vector<HistoryRow> &rows, qint64 now) {
     m_isHeldOpen = isLogFull();
-    if (m_isHeldOpen)
+    if (m_isHeldOpen) {
+        m_wasHeldUp = true;
         return false;
+    }
     const Block before = m_block;
     if (!m_db.run("BEGIN IMMEDIATE") || !transaction(rows, now) || !m_db.run("COMMIT")) {
         m_db.run("ROLLBACK");
         m_block = before;
+        m_wasHeldUp = true;
         return false;
     }
+    m_wasHeldUp = false;
     if (m_mayBePruned || m_block.id != before.id)
         prune(now);
     m_mayBePruned = false;
@@ -177,7 +181,8 @@ bool HistoryStore::write(const std::vector<HistoryRow> &rows, qint64 now) {
 
 bool HistoryStore::transaction(const std::vector<HistoryRow> &rows, qint64 now) {
     const qint64 sinceAlive = now - m_block.ended;
-    if (sinceAlive < -ClockStepMs || sinceAlive > AliveMs + ClockStepMs) {
+    const bool wasQuiet = sinceAlive > AliveMs + ClockStepMs && !m_wasHeldUp;
+    if (sinceAlive < -ClockStepMs || wasQuiet) {
         closeBlock(m_block.ended);
         beginBlock(now, false);
     }

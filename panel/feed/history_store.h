@@ -46,8 +46,8 @@ public:
     std::vector<qint64> idsOf(const std::vector<HistoryName> &names);
 
     // All rows or none: false when the disk does not take them, or when a reader's open transaction
-    // keeps the log from being emptied; they may be handed in again. To be
-    // called at least every AliveMs, also without rows: a value holds as long as the panel lives.
+    // keeps the log from being emptied; they may be handed in again. To be called at least every
+    // AliveMs, also without rows: a value holds as long as the panel lives.
     static constexpr qint64 AliveMs = 10'000;
     bool write(const std::vector<HistoryRow> &rows, qint64 now);
 
@@ -82,6 +82,7 @@ private:
     QString m_path;
     HistoryLimits m_limits;
     bool m_isHeldOpen = false; // by a reader, so that the last rows were not written
+    bool m_wasHeldUp = false;  // the last rows wait: the panel was alive all the time
     qint64 m_blockRows = 0;    // in a full block
     Block m_block;
     bool m_mayBePruned = true;

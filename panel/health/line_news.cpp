@@ -22,12 +22,6 @@ std::set<int> restingOf(const LineStatus &status) {
     return stations;
 }
 
-// "e: gone for 12 s: in use by another program" without the time.
-QString deviceText(const QString &device, const QString &gone) {
-    const QString why = gone.mid(device.size() + 2).section(": ", 1);
-    return device + (why.isEmpty() ? QString(" is gone") : ": " + why);
-}
-
 // "no answer for 2 min, next try in 12 s" is how it is told when it has just begun.
 QString restText(const QString &text) {
     return text.section(" for ", 0, 0) + ", it is tried now and then";
@@ -63,15 +57,20 @@ QStringList LineNews::bounded(const QStringList &news, Clock::time_point now) {
 QStringList LineNews::takeLine(std::size_t line, const LineReport &report) {
     const LineStatus &status = report.status;
     Seen now;
-    if (!status.deviceGone.isEmpty())
-        now.deviceGone = deviceText(m_panel.lines[line].device, status.deviceGone);
+    now.deviceGone = status.deviceTrouble;
+    now.remarks = status.remarks;
     now.ailment = lineCause(report.findings.strangers);
     now.resting = restingOf(status);
-    now.refused = {status.refusedVariables.begin(), status.refusedVariables.end()};
+    now.refused = m_seen[line].refused; // told once: it is asked for again and again
+    now.refused.insert(status.refusedVariables.begin(), status.refusedVariables.end());
     const Seen before = std::exchange(m_seen[line], now);
     QStringList news;
     if (now.deviceGone != before.deviceGone) {
         news += now.deviceGone.isEmpty() ? m_panel.lines[line].device + " is back" : now.deviceGone;
+    }
+    for (const QString &remark : now.remarks) {
+        if (!before.remarks.contains(remark))
+            news += remark;
     }
     if (!now.ailment.isEmpty() && before.ailment.isEmpty())
         news += now.ailment;
@@ -81,7 +80,5 @@ QStringList LineNews::takeLine(std::size_t line, const LineReport &report) {
         news += stationText(station) + " answers again";
     for (const std::size_t variable : addedTo(before.refused, now.refused))
         news += m_panel.variables[variable].name + ": refused by its station";
-    for (const std::size_t variable : addedTo(now.refused, before.refused))
-        news += m_panel.variables[variable].name + ": not refused any more";
     return news;
 }

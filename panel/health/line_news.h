@@ -28,10 +28,11 @@ public:
 
 private:
     struct Seen {
-        QString deviceGone; // and why; empty while it is there
-        QString ailment;    // of the line as a whole
+        QString deviceGone;  // and why; empty while it is there
+        QStringList remarks; // what the device cannot do
+        QString ailment;     // of the line as a whole
         std::set<int> resting;
-        std::set<std::size_t> refused; // variables
+        std::set<std::size_t> refused; // variables, since the start
     };
 
     QStringList takeLine(std::size_t line, const LineReport &report);

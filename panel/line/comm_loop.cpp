@@ -73,10 +73,17 @@ CommLoop::CommLoop(Parts parts)
 
 QString CommLoop::open() {
     QString problem = m_parts.serial.open();
-    const std::lock_guard lock(m_mutex); // m_remarks, m_problem
+    if (!problem.isEmpty())
+        m_parts.ledger.deviceGone();
+    const std::lock_guard lock(m_mutex); // m_remarks to m_goneSince
     m_remarks = m_parts.serial.remarks();
-    const bool isAbsent = problem.endsWith(qt_error_string(ENOENT)); // which is said in any case
+    const bool isAbsent = problem.endsWith(qt_error_string(ENOENT));
     m_problem = isAbsent ? QString() : problem.mid(m_settings.device.size() + 2);
+    m_wasOpen = m_wasOpen || problem.isEmpty();
+    if (!problem.isEmpty() && !m_isGone) {
+        m_isGone = true;
+        m_goneSince = Clock::now();
+    }
     return problem;
 }
 
@@ -268,10 +275,11 @@ void CommLoop::learnOfStation(Exchange *exchange) {
 }
 
 void CommLoop::learnFromRead(const Exchange &exchange, int itemId) {
-    LineTime &known = m_replyTimes[exchange.station];
     const LineTime measured = exchange.replyTime;
-    if (measured.count() > 0)
+    if (measured.count() > 0) {
+        LineTime &known = m_replyTimes[exchange.station];
         known = known.count() == 0 ? measured : known + (measured - known) / Smoothing;
+    }
     if (itemId == ReaskItem) {
         m_plan.forgetRefusals(exchange.station);
         m_haveBlocksChanged = true;
@@ -330,10 +338,12 @@ void CommLoop::deviceGone() {
     for (const int station : m_stations)
         m_parts.driver.EnCommStation(station, Off);
     dropAllQueued();
-    if (!m_isLossTold)
+    if (!m_isLossTold && m_wasOpen)
         tellOfLoss();
     m_isLossTold = false;
     const std::lock_guard lock(m_mutex); // m_isGone, m_goneSince
+    if (m_isGone)
+        return; // from the start
     m_isGone = true;
     m_goneSince = Clock::now();
 }
@@ -383,10 +393,14 @@ LineStatus CommLoop::status() const {
     const auto now = Clock::now();
     LineStatus status;
     if (m_isGone) {
+        const QString state = m_wasOpen ? "gone" : "missing";
         const auto span = std::chrono::duration_cast<std::chrono::seconds>(now - m_goneSince);
-        status.deviceGone = QString("%1: gone for %2").arg(m_settings.device, spanText(span));
-        if (!m_problem.isEmpty())
+        status.deviceGone = QString("%1: %2 for %3").arg(m_settings.device, state, spanText(span));
+        status.deviceTrouble = m_settings.device + " is " + state;
+        if (!m_problem.isEmpty()) {
             status.deviceGone += ": " + m_problem;
+            status.deviceTrouble = m_settings.device + ": " + m_problem;
+        }
     }
     status.remarks = m_remarks;
     status.passes = m_polls.passes();

@@ -82,7 +82,8 @@ private:
     PollList m_polls;
     StationCare m_care;
     QStringList m_remarks; // what the device cannot do
-    QString m_problem;     // why it could not be opened last
+    QString m_problem;     // why what is there could not be opened last
+    bool m_wasOpen = false;
     bool m_isGone = false;
     Clock::time_point m_goneSince;
 

@@ -14,6 +14,9 @@ struct LineStatus {
     // Empty while the device is there, otherwise one line: "/dev/ttyUSB0: gone for 12 s", and why
     // it cannot be had where something is there: ": in use by another program".
     QString deviceGone;
+    // The same without the time, as it is told once: "/dev/ttyUSB0 is gone", "... is missing" when
+    // it never was there, "/dev/ttyUSB0: in use by another program".
+    QString deviceTrouble;
     QStringList remarks; // what the device cannot do of what the settings ask for
 
     quint64 passes = 0;                    // over all blocks of the plan, since the start

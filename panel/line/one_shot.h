@@ -31,6 +31,8 @@ public:
 
     // What the driver holds of the variable, after a read what it brought.
     QByteArray value(const Variable &variable) const;
+    // Blocks until the device is there, or the run is over.
+    void waitForDevice() const { m_ledger->waitForDevice(); }
     bool isRunOver() const { return m_ledger->isClosed(); }
 
 private:

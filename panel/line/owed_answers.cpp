@@ -39,7 +39,9 @@ void OwedAnswers::observe(const Exchange &exchange, Clock::time_point requestEnd
     if (exchange.attempt == 1)
         debt.unanswered.clear(); // their time was over before this one went out
     if (isAnswer(exchange.outcome)) {
-        answered(&debt, requestEnd + exchange.replyTime);
+        const bool isTimed = exchange.replyTime.count() > 0; // the process was not stopped
+        answered(&debt,
+                 isTimed ? requestEnd + exchange.replyTime : exchange.began + exchange.duration);
         return;
     }
     // Damaged, an owed answer of anybody looks like this one, which is then still to come.

@@ -76,6 +76,12 @@ void RequestLedger::deviceGone() {
 void RequestLedger::deviceBack() {
     const std::lock_guard lock(m_mutex);
     m_isDeviceGone = false;
+    m_changed.notify_all();
+}
+
+void RequestLedger::waitForDevice() {
+    std::unique_lock lock(m_mutex);
+    m_changed.wait(lock, [this] { return !m_isDeviceGone || m_closed; });
 }
 
 void RequestLedger::close() {

@@ -22,6 +22,9 @@ public:
     // Blocks until the request has ended. Closes the entry.
     End waitForEnd(int itemId);
 
+    // Blocks until the device is there, or the run is over.
+    void waitForDevice();
+
     // The driver's report, see FinishCallback; `context` is the ledger. It runs with the driver's
     // listMutex held and therefore only takes a note.
     static int finished(void *context, int ownerId, int itemId, int status);

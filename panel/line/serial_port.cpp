@@ -47,11 +47,6 @@ QSerialPort::Parity portParity(LineParity parity) {
     return QSerialPort::NoParity;
 }
 
-// A name alone is one of /dev.
-QString devicePath(const QString &device) {
-    return device.contains('/') ? device : "/dev/" + device;
-}
-
 // A pseudo-terminal refuses a parity unless another setting changes with it, and an earlier user
 // may have left all others as they are to be. This one means nothing in raw mode.
 void leaveASettingToChange(int descriptor) {
@@ -92,6 +87,10 @@ void describeRequest(const QByteArray &request, Exchange *exchange) {
 }
 
 } // namespace
+
+QString devicePath(const QString &device) {
+    return device.contains('/') ? device : "/dev/" + device;
+}
 
 void applySettings(const LineSettings &settings, QSerialPort *port) {
     port->setBaudRate(settings.baudRate);

@@ -18,6 +18,9 @@
 
 // All calls on one thread; the constructor may run on another. Every wait ends within 50 ms once
 // `stopRequested`, which outlives the port, is set; bytes and deadlines are seen at once.
+// "ttyUSB0" is "/dev/ttyUSB0", as QSerialPort has it.
+QString devicePath(const QString &device);
+
 class SerialPort {
 public:
     using Clock = std::chrono::steady_clock;

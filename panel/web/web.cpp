@@ -43,10 +43,11 @@ QString Web::address() const {
     const QString name = QSysInfo::machineHostName();
     if (options.isAny() && !name.isEmpty())
         host = name;
-    return QString("http://%1:%2/%3")
-        .arg(host)
-        .arg(m_work->server.port())
-        .arg(options.isAny() ? ", on every address of this machine" : "");
+    const QString url = QString("http://%1:%2/").arg(host).arg(m_work->server.port());
+    if (!options.isAny())
+        return url;
+    const char *family = options.address == "::" ? "IPv6" : "IPv4";
+    return url + QString(", on every %1 address of this machine").arg(family);
 }
 
 void Web::observe(const ValueChange &change) {

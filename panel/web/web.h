@@ -22,8 +22,8 @@ public:
     QString start();
     // Ends every connection. Before the writer is stopped or after it, but before it is gone.
     void stop();
-    // "http://127.0.0.1:8080/", or "http://hall:8080/, on every address of this machine"; once it
-    // is started.
+    // "http://127.0.0.1:8080/", or "http://hall:8080/, on every IPv4 address of this machine"; once
+    // it is started.
     QString address() const;
 
     // A ValueListener and an ExchangeListener: neither waits.
