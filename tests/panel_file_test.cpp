@@ -60,16 +60,19 @@ const char *const FullFile = R"({
                "passwordFile": "p", "caFile": "/ca", "certFile": "c", "keyFile": "k",
                "minIntervalMs": 1, "acceptWrites": true, "spoolFile": "s", "spoolMegabytes": 2}})";
 
-TEST(PanelFile, PutsEveryFieldInItsPlace) {
-    QTemporaryDir folder;
+PanelFile readFullFile(const QTemporaryDir &folder) {
     QFile file(folder.filePath("full.json"));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(FullFile) > 0);
+    EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(FullFile) > 0);
     file.close();
     QStringList errors;
     const auto panel = readPanelFile(file.fileName(), &errors);
-    ASSERT_TRUE(panel) << qPrintable(errors.join('\n'));
+    EXPECT_TRUE(panel) << qPrintable(errors.join('\n'));
+    return panel.value_or(PanelFile());
+}
 
-    const LineSettings &press = panel->lines.at(0);
+TEST(PanelFile, PutsEveryFieldOfALineInItsPlace) {
+    const PanelFile panel = readFullFile(QTemporaryDir());
+    const LineSettings &press = panel.lines.at(0);
     EXPECT_EQ(std::tie(press.blockLimit, press.retryLimit, press.scanIntervalMs),
               std::make_tuple(30, 3, 50));
     EXPECT_EQ(press.plan, PlanChoice::Fastest);
@@ -81,7 +84,7 @@ TEST(PanelFile, PutsEveryFieldInItsPlace) {
     EXPECT_GE(press.broadcastDelayMs, 150);
     EXPECT_EQ(press.silenceUs, 128334);
 
-    const LineSettings &oven = panel->lines.at(1);
+    const LineSettings &oven = panel.lines.at(1);
     EXPECT_EQ(oven.parity, LineParity::None);
     EXPECT_EQ(std::tie(oven.stopBits, oven.blockLimit, oven.retryLimit, oven.responseTimeoutMs,
                        oven.byteTimeoutMs, oven.quietAfterFailureMs, oven.broadcastDelayMs,
@@ -92,17 +95,21 @@ TEST(PanelFile, PutsEveryFieldInItsPlace) {
     EXPECT_EQ(std::tie(oven.rs485->rtsOnSend, oven.rs485->delayBeforeSendMs,
                        oven.rs485->delayAfterSendMs),
               std::make_tuple(false, 1, 2));
+}
 
-    const Variable &pressure = panel->variables.at(0);
+TEST(PanelFile, PutsEveryFieldOfVariablesAndBrokerInItsPlace) {
+    const QTemporaryDir folder;
+    const PanelFile panel = readFullFile(folder);
+    const Variable &pressure = panel.variables.at(0);
     EXPECT_EQ(pressure.line, 1U);
     EXPECT_EQ(valueText(pressure, QByteArray::fromHex("0000780000007a00")), "8.0 8.2");
     EXPECT_EQ(std::tie(pressure.unit, pressure.min, pressure.max, pressure.writable),
               std::make_tuple(QString("bar"), 0, 200, true));
-    EXPECT_EQ(panel->variables.at(1).expected, "ba");
-    EXPECT_EQ(panel->writes.at(0).variable, 2U);
-    EXPECT_EQ(std::tie(panel->historyDays, panel->historyMegabytes), std::make_tuple(2, 3));
+    EXPECT_EQ(panel.variables.at(1).expected, "ba");
+    EXPECT_EQ(panel.writes.at(0).variable, 2U);
+    EXPECT_EQ(std::tie(panel.historyDays, panel.historyMegabytes), std::make_tuple(2, 3));
 
-    const BrokerSettings &broker = *panel->broker;
+    const BrokerSettings &broker = *panel.broker;
     EXPECT_EQ(
         std::tie(broker.host, broker.port, broker.prefix, broker.user, broker.minIntervalMs,
                  broker.acceptWrites, broker.spoolMegabytes),

@@ -43,7 +43,7 @@ QString Web::address() const {
     const QString name = QSysInfo::machineHostName();
     if (options.isAny() && !name.isEmpty())
         host = name;
-    const QString url = QString("http://%1:%2/").arg(host).arg(m_work->server.port());
+    QString url = QString("http://%1:%2/").arg(host).arg(m_work->server.port());
     if (!options.isAny())
         return url;
     const char *family = options.address == "::" ? "IPv6" : "IPv4";
