@@ -84,8 +84,14 @@ TableModel Outputs::snapshot() const {
         m_panel, lines, m_runtime.feed().snapshot(),
         [this](std::size_t variable) { return m_runtime.freshness().lastGood(variable); },
         std::chrono::system_clock::now());
-    for (const LineReport &line : lines)
+    QStringList refused;
+    for (const LineReport &line : lines) {
         model.notes += line.status.remarks;
+        for (const std::size_t variable : line.status.refusedVariables)
+            refused += m_panel.variables[variable].name;
+    }
+    if (!refused.isEmpty())
+        model.notes += "refused by their station: " + refused.join(", ");
     const std::lock_guard lock(m_notesMutex);
     model.notes += m_notes;
     return model;
